@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Builds the fuzz targets with clang (libFuzzer + AddressSanitizer) into build-fuzz/
+# and runs each for the given number of seconds on top of its committed seed corpus.
+# A crash, a leak or an out-of-bounds access fails the script.
+set -euo pipefail
+seconds="${1:-45}"
+root="$(cd "$(dirname "$0")/.." && pwd)"
+cd "$root"
+launcher=()
+if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache); fi
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DSCINTARI_FUZZ=ON "${launcher[@]}" >/dev/null
+cmake --build build-fuzz --target fuzz_targets
+for target in build-fuzz/bin/fuzz_*; do
+  [ -x "$target" ] || continue
+  name="$(basename "$target")"
+  seeds="fuzz/corpus/${name#fuzz_}"
+  work="$(mktemp -d)"
+  echo "== $name for ${seconds}s"
+  "$target" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 -print_final_stats=1 \
+    "$work" "$seeds" 2>&1 | tail -n 12
+  rm -rf "$work"
+done
