@@ -1,0 +1,201 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "debug/debug_check.h"
+#include "debug/debug_log.h"
+#include "debug/debug_log_worker.h"
+
+namespace {
+
+class TempDir {
+ public:
+  TempDir() {
+    char pattern[] = "/tmp/debug_tests.XXXXXX";
+    const char* made = ::mkdtemp(pattern);
+    if (made == nullptr) throw std::runtime_error("mkdtemp failed");
+    path_ = made;
+  }
+  ~TempDir() { std::system(("rm -rf '" + path_ + "'").c_str()); }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+bool fileExists(const std::string& path) {
+  struct stat st {};
+  return ::stat(path.c_str(), &st) == 0;
+}
+
+// The line of the file that holds `needle`, empty when none does.
+std::string lineWith(const std::string& contents, const std::string& needle) {
+  std::istringstream in(contents);
+  std::string line;
+  while (std::getline(in, line))
+    if (line.find(needle) != std::string::npos) return line;
+  return {};
+}
+
+}  // namespace
+
+TEST(DebugLogFileName, HoldsPrefixStampAndPid) {
+  const std::string name = Debug::logFileName("editor", 1700000000, 4242);
+  EXPECT_TRUE(std::regex_match(name, std::regex(R"(editor\.\d{8}-\d{6}\.4242\.log)"))) << name;
+  // Two workers of different processes in the same second get different files.
+  EXPECT_NE(name, Debug::logFileName("editor", 1700000000, 4243));
+}
+
+TEST(DebugLogWorker, WritesRecordsKeptBeforeStartWithLevelNumbers) {
+  TempDir dir;
+  const std::size_t before = Debug::pendingRecordCount();
+  DEBUG_LOG(Warning, "kept before start: warning");
+  DEBUG_LOG(Info, "kept before start: info");
+  DEBUG_LOG(Debug, "kept before start: debug");
+  EXPECT_EQ(Debug::pendingRecordCount(), std::min(before + 3, Debug::maxPendingRecords));
+
+  std::string fileName;
+  {
+    auto worker = Debug::LogWorker::create("editor", dir.path());
+    fileName = worker->fileName();
+    ASSERT_FALSE(fileName.empty());
+    EXPECT_EQ(fileName.rfind(dir.path() + "/editor.", 0), 0u) << fileName;
+    EXPECT_EQ(Debug::pendingRecordCount(), 0u);
+    DEBUG_LOG(Info, "logged while running");
+  }
+  ASSERT_TRUE(fileExists(fileName)) << "the worker leaves its file on disk";
+  const std::string contents = readFile(fileName);
+  EXPECT_NE(lineWith(contents, "kept before start: warning").find("WARNING 500"), std::string::npos);
+  EXPECT_NE(lineWith(contents, "kept before start: info").find("INFO 300"), std::string::npos);
+  EXPECT_NE(lineWith(contents, "kept before start: debug").find("DEBUG 100"), std::string::npos);
+  const std::string running = lineWith(contents, "logged while running");
+  EXPECT_NE(running.find("INFO 300"), std::string::npos);
+  EXPECT_NE(running.find("debug_log_tests.cpp->"), std::string::npos) << running;
+  // Order of the records is the order of logging.
+  EXPECT_LT(contents.find("kept before start: warning"), contents.find("kept before start: debug"));
+  EXPECT_LT(contents.find("kept before start: debug"), contents.find("logged while running"));
+}
+
+TEST(DebugLogWorker, RecordsAfterTheEndWaitForTheNextWorker) {
+  TempDir dir;
+  std::string first;
+  {
+    auto worker = Debug::LogWorker::create("editor", dir.path());
+    first = worker->fileName();
+  }
+  DEBUG_LOG(Warning, "after the end");
+  EXPECT_GE(Debug::pendingRecordCount(), 1u);
+  EXPECT_EQ(readFile(first).find("after the end"), std::string::npos);
+}
+
+TEST(DebugLogWorker, OnlyOneAtATime) {
+  TempDir dir;
+  auto worker = Debug::LogWorker::create("editor", dir.path());
+  EXPECT_THROW(Debug::LogWorker::create("editor", dir.path()), std::logic_error);
+  worker.reset();
+  EXPECT_NO_THROW(Debug::LogWorker::create("editor", dir.path()));
+}
+
+TEST(DebugLogWorker, FatalRecordIsOnDiskWhenTheExceptionArrives) {
+  TempDir dir;
+  auto worker = Debug::LogWorker::create("editor", dir.path());
+  // Enough traffic for the worker to lag behind, then a broken invariant.
+  for (int i = 0; i < 2000; ++i) DEBUG_LOG(Debug, "filler record " + std::to_string(i));
+  try {
+    DEBUG_ASSERT(1 + 1 == 3);
+    FAIL() << "DEBUG_ASSERT did not throw";
+  } catch (const Debug::CheckException& e) {
+    EXPECT_STREQ(e.what(), "DEBUG_ASSERT( 1 + 1 == 3 )");
+    // The assertion waited for the flush; nothing is left to wait for.
+    EXPECT_TRUE(Debug::flushLog());
+    // Read while the worker still runs: the record must already be flushed.
+    const std::string line = lineWith(readFile(worker->fileName()), "DEBUG_ASSERT( 1 + 1 == 3 )");
+    EXPECT_NE(line.find("FATAL 1000"), std::string::npos) << line;
+  }
+}
+
+TEST(DebugLogWorker, ExplicitFlushWritesEverythingLoggedSoFar) {
+  TempDir dir;
+  auto worker = Debug::LogWorker::create("editor", dir.path());
+  for (int i = 0; i < 500; ++i) DEBUG_LOG(Info, "burst " + std::to_string(i));
+  EXPECT_TRUE(Debug::flushLog()) << "the worker did not report the records flushed";
+  EXPECT_NE(readFile(worker->fileName()).find("burst 499"), std::string::npos);
+}
+
+TEST(DebugLogWorker, RecordsFromSeveralThreadsAllArrive) {
+  TempDir dir;
+  std::string fileName;
+  {
+    auto worker = Debug::LogWorker::create("editor", dir.path());
+    fileName = worker->fileName();
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+      threads.emplace_back([t] {
+        for (int i = 0; i < 250; ++i)
+          DEBUG_LOG(Info, "thread " + std::to_string(t) + " record " + std::to_string(i));
+      });
+    for (auto& th : threads) th.join();
+  }
+  const std::string contents = readFile(fileName);
+  for (int t = 0; t < 4; ++t)
+    for (int i = 0; i < 250; i += 49)
+      EXPECT_NE(contents.find("thread " + std::to_string(t) + " record " + std::to_string(i) + "\n"),
+                std::string::npos);
+}
+
+TEST(DebugLogWorker, UnusableFolderFallsBackToCurrentFolder) {
+  TempDir dir;
+  const std::string blocker = dir.path() + "/not_a_folder";
+  std::ofstream(blocker) << "x";
+  char previous[4096];
+  ASSERT_NE(::getcwd(previous, sizeof(previous)), nullptr);
+  ASSERT_EQ(::chdir(dir.path().c_str()), 0);
+  std::string fileName;
+  {
+    auto worker = Debug::LogWorker::create("editor", blocker + "/sub");
+    fileName = worker->fileName();
+    DEBUG_LOG(Info, "in the current folder");
+  }
+  ASSERT_EQ(::chdir(previous), 0);
+  ASSERT_EQ(fileName.rfind("./editor.", 0), 0u) << fileName;
+  EXPECT_NE(readFile(dir.path() + "/" + fileName.substr(2)).find("in the current folder"),
+            std::string::npos);
+}
+
+TEST(DebugLogWorker, MemoryKeepsOnlyTheMostRecentRecordsAndCountsTheRest) {
+  TempDir dir;
+  // Start from an empty memory.
+  { auto drain = Debug::LogWorker::create("drain", dir.path()); }
+  const std::size_t extra = 7;
+  for (std::size_t i = 0; i < Debug::maxPendingRecords + extra; ++i)
+    DEBUG_LOG(Debug, "kept " + std::to_string(i));
+  EXPECT_EQ(Debug::pendingRecordCount(), Debug::maxPendingRecords);
+  std::string fileName;
+  {
+    auto worker = Debug::LogWorker::create("editor", dir.path());
+    fileName = worker->fileName();
+  }
+  const std::string contents = readFile(fileName);
+  EXPECT_NE(contents.find("7 earlier records were dropped"), std::string::npos);
+  EXPECT_EQ(contents.find("kept 6\n"), std::string::npos);
+  EXPECT_NE(contents.find("kept 7\n"), std::string::npos);
+  EXPECT_NE(contents.find("kept " + std::to_string(Debug::maxPendingRecords + extra - 1) + "\n"),
+            std::string::npos);
+}
