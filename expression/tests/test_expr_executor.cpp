@@ -1,0 +1,181 @@
+// The executor: the pool it builds, how it runs, and what it accepts as byte
+// code.
+#include <cmath>
+
+#include "debug/debug_check.h"
+#include "expr_test_util.h"
+
+using namespace ExprTest;
+using Expr::VT_Float;
+using Expr::VT_Vec2;
+using Expr::VT_Vec3;
+
+namespace {
+
+std::vector<unsigned char> compile(const std::string& text, const std::vector<Input>& inputs) {
+  const Expr::Parser parser = parse(text, inputs);
+  EXPECT_TRUE(parser.isOk()) << text << ": " << parser.getErrorMessage();
+  return std::vector<unsigned char>(parser.getOutputBuffer(),
+                                    parser.getOutputBuffer() + parser.getOutputBufferSize());
+}
+
+}  // namespace
+
+TEST(ExprExecutor, PoolSizeFromTheHeaderAlone) {
+  // "lerp(a, b, t) * 2 + a": 2 inputs of vec3 and one float; 3 commands with
+  // 3 + 2 + 2 arguments; data: 12 + 12 + 4 + result 12 + constant 4 + 12 + 12.
+  const auto code = compile("lerp(a, b, t) * 2 + a", {v3("a", 0, 0, 0), v3("b", 0, 0, 0), f("t", 0)});
+  const unsigned dataSize = 12 + 12 + 4 + 12 + 4 + 12 + 12;
+  EXPECT_EQ(Expr::Executor::computePoolSizeNoObj(code.data(), static_cast<unsigned>(code.size())),
+            3u * 16u + 3u * 24u + 7u * 8u + dataSize);
+  EXPECT_EQ(Expr::Executor::computePoolSizeNoObj(code.data(), 6), 0u);
+  Pool pool(1024);
+  Expr::Executor executor(pool.data(), code.data(), static_cast<unsigned>(code.size()));
+  EXPECT_EQ(executor.getPoolSize(), 3u * 16u + 3u * 24u + 7u * 8u + dataSize);
+  EXPECT_EQ(executor.getNumInputs(), 3u);
+  EXPECT_EQ(executor.getNumCommands(), 3u);
+  EXPECT_EQ(executor.getNumArguments(), 7u);
+  EXPECT_EQ(executor.getInputType(0), VT_Vec3);
+  EXPECT_EQ(executor.getInputType(2), VT_Float);
+  EXPECT_EQ(executor.getResultType(), VT_Vec3);
+}
+
+TEST(ExprExecutor, RunsRepeatedlyWithNewInputs) {
+  auto code = compile("a * a + b", {f("a", 0), f("b", 0)});
+  Pool pool(Expr::Executor::computePoolSizeNoObj(code.data(), static_cast<unsigned>(code.size())));
+  Expr::Executor executor(pool.data(), code.data(), static_cast<unsigned>(code.size()));
+  // The code is not needed once the executor is built.
+  std::fill(code.begin(), code.end(), 0xEE);
+  float result = 0;
+  for (int i = 0; i < 5; ++i) {
+    const float a = static_cast<float>(i), b = 0.5f;
+    executor.setInputRawData(0, &a, sizeof a);
+    executor.setInputRawData(1, &b, sizeof b);
+    executor.execute();
+    std::memcpy(&result, executor.getOutputRawData(), sizeof result);
+    EXPECT_EQ(result, a * a + b);
+  }
+  // Inputs keep their value between runs.
+  const float a = 3;
+  executor.setInputRawData(0, &a, sizeof a);
+  executor.execute();
+  std::memcpy(&result, executor.getOutputRawData(), sizeof result);
+  EXPECT_EQ(result, 9.5f);
+}
+
+TEST(ExprExecutor, InputsFromPointersTakeTheSizeOfTheirType) {
+  const auto code = compile("v * s + x(u)", {v3("v", 0, 0, 0), f("s", 0), v2("u", 0, 0)});
+  Pool pool(Expr::Executor::computePoolSizeNoObj(code.data(), static_cast<unsigned>(code.size())));
+  Expr::Executor executor(pool.data(), code.data(), static_cast<unsigned>(code.size()));
+  // Each source is followed by bytes that must not be copied.
+  const float v[] = {1, 2, 3, 99}, s[] = {2, 99, 99, 99}, u[] = {10, 20, 99, 99};
+  const void* sources[] = {v, s, u};
+  executor.setInputs(sources, 3);
+  executor.execute();
+  float out[4] = {0, 0, 0, -1};
+  std::memcpy(out, executor.getOutputRawData(), 12);
+  EXPECT_EQ(out[0], 12.0f);
+  EXPECT_EQ(out[1], 14.0f);
+  EXPECT_EQ(out[2], 16.0f);
+}
+
+TEST(ExprExecutor, CodeIsPositionIndependent) {
+  const auto code = compile("cross(a, b) * s", {v3("a", 0, 0, 0), v3("b", 0, 0, 0), f("s", 0)});
+  std::vector<unsigned char> shifted(code.size() + 3);
+  std::memcpy(shifted.data() + 3, code.data(), code.size());  // unaligned copy
+  Pool pool(Expr::Executor::computePoolSizeNoObj(code.data(), static_cast<unsigned>(code.size())));
+  Expr::Executor executor(pool.data(), shifted.data() + 3, static_cast<unsigned>(code.size()));
+  const float a[] = {1, 0, 0}, b[] = {0, 1, 0}, s = 2;
+  executor.setInputRawData(0, a, sizeof a);
+  executor.setInputRawData(1, b, sizeof b);
+  executor.setInputRawData(2, &s, sizeof s);
+  executor.execute();
+  float out[3];
+  std::memcpy(out, executor.getOutputRawData(), sizeof out);
+  EXPECT_EQ(out[0], 0.0f);
+  EXPECT_EQ(out[1], 0.0f);
+  EXPECT_EQ(out[2], 2.0f);
+}
+
+TEST(ExprExecutor, ConstantOnlyExpressionNeedsNoRun) {
+  const auto code = compile("2.5", {});
+  Pool pool(Expr::Executor::computePoolSizeNoObj(code.data(), static_cast<unsigned>(code.size())));
+  Expr::Executor executor(pool.data(), code.data(), static_cast<unsigned>(code.size()));
+  float value = 0;
+  std::memcpy(&value, executor.getOutputRawData(), sizeof value);
+  EXPECT_EQ(value, 2.5f);
+  executor.execute();
+  std::memcpy(&value, executor.getOutputRawData(), sizeof value);
+  EXPECT_EQ(value, 2.5f);
+}
+
+TEST(ExprExecutor, TwoExecutorsOverOneCodeAreIndependent) {
+  const auto code = compile("a + 1", {f("a", 0)});
+  const unsigned size = static_cast<unsigned>(code.size());
+  Pool first(Expr::Executor::computePoolSizeNoObj(code.data(), size));
+  Pool second(Expr::Executor::computePoolSizeNoObj(code.data(), size));
+  Expr::Executor x(first.data(), code.data(), size), y(second.data(), code.data(), size);
+  const float one = 1, ten = 10;
+  x.setInputRawData(0, &one, 4);
+  y.setInputRawData(0, &ten, 4);
+  x.execute();
+  y.execute();
+  EXPECT_EQ(*static_cast<const float*>(x.getOutputRawData()), 2.0f);
+  EXPECT_EQ(*static_cast<const float*>(y.getOutputRawData()), 11.0f);
+}
+
+// ------------------------------------------------------------------ code checks
+
+TEST(ExprCodeCheck, EveryParsedExpressionIsSound) {
+  const std::vector<Input> in = {v3("a", 0, 0, 0), v3("b", 0, 0, 0), f("t", 0), v2("p", 0, 0),
+                                 q("r", 0, 0, 0, 1)};
+  for (const char* text : {"a", "1", "lerp(a, b, t) * 2 + a", "r * r * r", "-x(p) % t",
+                           "vec3(t, t, t) / length(yx(p))"}) {
+    const auto code = compile(text, in);
+    const char* why = nullptr;
+    EXPECT_TRUE(Expr::checkCode(code.data(), static_cast<unsigned>(code.size()), &why))
+        << text << ": " << why;
+  }
+}
+
+TEST(ExprCodeCheck, EveryTruncationIsRefused) {
+  const auto code = compile("dot(a, b) + t * 2", {v3("a", 0, 0, 0), v3("b", 0, 0, 0), f("t", 0)});
+  for (unsigned size = 0; size < code.size(); ++size)
+    EXPECT_FALSE(Expr::checkCode(code.data(), size)) << size;
+  auto longer = code;
+  longer.push_back(0);
+  EXPECT_FALSE(Expr::checkCode(longer.data(), static_cast<unsigned>(longer.size())));
+  EXPECT_FALSE(Expr::checkCode(nullptr, 0));
+}
+
+TEST(ExprCodeCheck, CorruptFieldsAreRefused) {
+  // "a + t": header 7, a (vec3 at 0), t (float at 12), then one command.
+  const auto code = compile("a + t", {v3("a", 0, 0, 0), f("t", 0)});
+  const unsigned command = 7 + 6;
+  auto refused = [&](unsigned at, unsigned char value, const char* reason) {
+    auto bad = code;
+    bad[at] = value;
+    const char* why = nullptr;
+    EXPECT_FALSE(Expr::checkCode(bad.data(), static_cast<unsigned>(bad.size()), &why))
+        << "byte " << at << " = " << int(value);
+    EXPECT_STREQ(why ? why : "(none)", reason);
+  };
+  refused(3, 9, "argument count differs from the header");
+  refused(5, 12, "input cell outside the data area");       // data size too small
+  refused(7, 4, "input cell outside the data area");        // unknown value type
+  refused(command, 3, "operation outside the tables");      // kind
+  refused(command + 1, 5, "operation outside the tables");  // binary operation 5
+  refused(command + 2, 7, "operation outside the tables");  // overload 7 of "+"
+  refused(command + 3, 250, "result cell outside the data area");
+  refused(command + 5, 4, "argument cell of another type");  // a vec3 read at offset 4
+  refused(command + 7, 0, "argument cell of another type");  // the float read from a's cell
+  refused(command + 2, 0, "result cell of another type");  // float overload: float result
+}
+
+TEST(ExprCodeCheck, ExecutorAssertsOnCorruptCode) {
+  auto code = compile("a + 1", {f("a", 0)});
+  code[1] = 200;  // 200 commands announced
+  Pool pool(100000);
+  EXPECT_THROW(Expr::Executor(pool.data(), code.data(), static_cast<unsigned>(code.size())),
+               Debug::CheckException);
+}
