@@ -129,23 +129,30 @@ const char* signalName(int signal) {
   }
 }
 
-void restoreDefaultAndRaise(int signal) {
+void restoreDefault(int signal) {
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
   sigemptyset(&action.sa_mask);
   ::sigaction(signal, &action, nullptr);
-  // The signal is blocked while we handle it: it is delivered with its
-  // default action when the handler returns. A fault would repeat anyway.
-  ::raise(signal);
 }
 
 void onFatalSignal(int signal, siginfo_t* info, void*) {
   ExceptionHandler* handler = activeHandler;
+  bool handled = false;
   if (handlingSignal == 0 && handler != nullptr) {
     handlingSignal = 1;
-    handler->handleSignal(signal, info);
+    handled = handler->handleSignal(signal, info);
   }
-  restoreDefaultAndRaise(signal);
+  // A handled crash ends with the signal's default action; one that isn't
+  // goes on to whatever handled the signal before us.
+  if (handled || handler == nullptr)
+    restoreDefault(signal);
+  else
+    handler->restorePreviousAction(signal);
+  // A fault comes again when the faulting instruction runs again after we
+  // return; a signal that was sent (kill, raise, abort) has to be sent again.
+  // It is blocked while we handle it, so it arrives once we have returned.
+  if (info == nullptr || info->si_code <= 0 || signal == SIGABRT) ::raise(signal);
 }
 
 }  // namespace
@@ -200,6 +207,12 @@ ExceptionHandler::~ExceptionHandler() {
   if (activeHandler == this) activeHandler = previousHandler_;
   for (std::size_t i = 0; i < std::size(fatalSignals); ++i)
     ::sigaction(fatalSignals[i], &previous_[i], nullptr);
+}
+
+void ExceptionHandler::restorePreviousAction(int signal) {
+  if (!installed_) return;
+  for (std::size_t i = 0; i < std::size(fatalSignals); ++i)
+    if (fatalSignals[i] == signal) ::sigaction(signal, &previous_[i], nullptr);
 }
 
 bool ExceptionHandler::writeDump(int signal, const siginfo_t* info) {

@@ -7,8 +7,10 @@
 // SIGILL, SIGBUS) writes a dump file into the dump folder: the signal, the
 // version, the raw stack (frame addresses) and the process's memory map, which
 // together let a developer symbolise the stack offline. Then the dump callback
-// hands the file to the upload tool, and the signal is raised again with its
-// default action, so that the process ends as it would have without us.
+// hands the file to the upload tool. When the callback reports the crash as
+// handled (it returns true), the signal takes its default action and ends the
+// process; otherwise it goes on to the handler that was installed before ours
+// (for the editor, the default action as well).
 namespace GoogleBreakpad {
 
 // The folder dumps go to, and the path of the dump being written.
@@ -49,8 +51,13 @@ class ExceptionHandler {
   ExceptionHandler& operator=(const ExceptionHandler&) = delete;
 
   // Writes a dump for `signal` and runs the callback; what the signal
-  // handler does. Returns the callback's result (false without a callback).
+  // handler does. Returns the callback's result (false without a callback):
+  // true when the crash counts as handled.
   bool handleSignal(int signal, const siginfo_t* info);
+
+  // Gives `signal` back to the action it had before this handler was made.
+  // Allocates nothing; the signal handler calls it for a crash not handled.
+  void restorePreviousAction(int signal);
 
  private:
   bool writeDump(int signal, const siginfo_t* info);

@@ -149,9 +149,8 @@ bool TooltipFilter::eventFilter(QObject* watched, QEvent* event) {
       return true;
     }
     case QEvent::HoverLeave:
-    case QEvent::Leave:
-      // Widgets without hover tracking get no HoverLeave; their Leave ends the
-      // tooltip the same way.
+      // Only hover tracking ends the tooltip early; over a widget without it
+      // the tooltip runs out its show time.
       if (watched == target_ && tooltip_ != nullptr) tooltip_->startHideTimer();
       break;
     default:

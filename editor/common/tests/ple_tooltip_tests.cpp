@@ -147,6 +147,16 @@ TEST_F(TooltipFilterTest, LeavingTheTargetHidesAfterShortDelay) {
   EXPECT_EQ(TooltipFilter::inst().target(), nullptr);
 }
 
+TEST_F(TooltipFilterTest, PlainLeaveOfTheTargetKeepsTheShowTime) {
+  sendToolTipEvent(&widget_, {30, 30});
+  Tooltip* tooltip = TooltipFilter::inst().tooltip();
+  ASSERT_NE(tooltip, nullptr);
+  QEvent leave(QEvent::Leave);
+  QApplication::sendEvent(&widget_, &leave);
+  EXPECT_FALSE(tooltip->isHiding());
+  EXPECT_EQ(tooltip->timerInterval(), 4000);
+}
+
 TEST_F(TooltipFilterTest, PointerOnTheTooltipKeepsItThenLeavingHidesIt) {
   sendToolTipEvent(&widget_, {30, 30});
   Tooltip* tooltip = TooltipFilter::inst().tooltip();

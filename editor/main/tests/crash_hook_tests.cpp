@@ -23,11 +23,6 @@ extern char** environ;
 
 namespace {
 
-const QString fakeUploadScript =
-    "#!/bin/sh\n"
-    "printf '%s\\n' \"$@\" > \"$(dirname \"$0\")/upload_args.txt\"\n"
-    "exit \"${FAKE_UPLOAD_EXIT:-0}\"\n";
-
 struct ProbeResult {
   pid_t pid = -1;
   int status = 0;
@@ -65,9 +60,7 @@ class CrashHook : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(appDir_.isValid());
-    const QString script = appDir_.filePath("minidump_upload");
-    ASSERT_TRUE(TestFiles::write(script, fakeUploadScript.toUtf8()));
-    QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    ASSERT_TRUE(TestFiles::writeFakeUploadTool(appDir_.path()));
   }
   void TearDown() override {
     for (pid_t pid : pids_)
@@ -80,11 +73,7 @@ class CrashHook : public testing::Test {
     return result;
   }
 
-  QStringList uploadArguments() const {
-    const QByteArray text = TestFiles::read(appDir_.filePath("upload_args.txt"));
-    if (text.isEmpty()) return {};
-    return QString::fromUtf8(text).split('\n', Qt::SkipEmptyParts);
-  }
+  QStringList uploadArguments() const { return TestFiles::fakeUploadArguments(appDir_.path()); }
 
   QTemporaryDir appDir_;
   QTemporaryDir outDir_;
@@ -116,6 +105,89 @@ TEST_F(CrashHook, SegfaultLeavesDumpAndRunsTheUploadToolFromItsFolder) {
   EXPECT_TRUE(r.out.startsWith("Sending core minidump:\n" + appDir_.filePath("minidump_upload").toUtf8() +
                                " -p \"ScintariParticles Editor\""))
       << r.out.constData();
+}
+
+namespace {
+
+// Stack addresses of a dump, innermost first.
+std::vector<quint64> stackOf(const QByteArray& dump) {
+  std::vector<quint64> frames;
+  const int begin = dump.indexOf("\nstack:\n");
+  const int end = dump.indexOf("\nmaps:\n");
+  if (begin < 0 || end < begin) return frames;
+  for (const QByteArray& line : dump.mid(begin + 8, end - begin - 8).split('\n')) {
+    const QList<QByteArray> parts = line.split(' ');
+    if (parts.size() == 2 && parts[1].startsWith("0x")) frames.push_back(parts[1].mid(2).toULongLong(nullptr, 16));
+  }
+  return frames;
+}
+
+// Whether `address` lies in an executable mapping of a file whose path ends with `file`.
+bool inCodeOf(const QByteArray& dump, quint64 address, const QByteArray& file) {
+  const int begin = dump.indexOf("\nmaps:\n");
+  for (const QByteArray& line : dump.mid(begin + 7).split('\n')) {
+    const QList<QByteArray> parts = line.simplified().split(' ');
+    if (parts.size() < 6 || !parts[1].contains('x') || !parts[5].endsWith(file)) continue;
+    const QList<QByteArray> range = parts[0].split('-');
+    if (range.size() == 2 && address >= range[0].toULongLong(nullptr, 16) &&
+        address < range[1].toULongLong(nullptr, 16))
+      return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+TEST_F(CrashHook, DumpStackReachesThroughTheSignalIntoTheCrashingCode) {
+  const ProbeResult r = probe(appDir_.path(), "segv");
+  const QStringList dumps = dumpsOf(r.pid);
+  ASSERT_EQ(dumps.size(), 1);
+  const QByteArray dump = TestFiles::read(QDir(GoogleBreakpad::dumpFolder).filePath(dumps[0]));
+  const std::vector<quint64> frames = stackOf(dump);
+  ASSERT_GE(frames.size(), 3u) << dump.left(600).constData();
+  // Innermost the hook's own frames in the probe, then the kernel's signal
+  // return in the C library, then the probe's main that crashed.
+  EXPECT_TRUE(inCodeOf(dump, frames[0], "/crash_hook_probe")) << dump.left(600).constData();
+  bool leftTheProbe = false;
+  bool backInTheProbe = false;
+  for (quint64 frame : frames) {
+    const bool inProbe = inCodeOf(dump, frame, "/crash_hook_probe");
+    if (!inProbe) leftTheProbe = true;
+    if (inProbe && leftTheProbe) backInTheProbe = true;
+  }
+  EXPECT_TRUE(backInTheProbe) << "the stack stops at the signal frame\n" << dump.left(600).constData();
+}
+
+TEST_F(CrashHook, CrashNotHandledGoesOnToTheHandlerInstalledBefore) {
+  // The upload succeeds, so the callback reports the crash as not handled.
+  qputenv("FAKE_UPLOAD_EXIT", "0");
+  for (const char* mode : {"segv-chained", "raise-chained"}) {
+    QFile::remove(appDir_.filePath("upload_args.txt"));
+    const ProbeResult r = probe(appDir_.path(), mode);
+    ASSERT_TRUE(WIFEXITED(r.status)) << mode;
+    EXPECT_EQ(WEXITSTATUS(r.status), 42) << mode;
+    EXPECT_TRUE(r.out.startsWith("Sending core minidump:\n")) << mode << r.out.constData();
+    EXPECT_TRUE(r.out.endsWith("previous handler\n")) << mode << r.out.constData();
+    EXPECT_EQ(dumpsOf(r.pid).size(), 1) << mode;
+    EXPECT_EQ(uploadArguments().size(), 6) << mode;
+  }
+  qunsetenv("FAKE_UPLOAD_EXIT");
+  // Nothing reported at all: not handled either.
+  const ProbeResult early = probe("-", "segv-chained");
+  ASSERT_TRUE(WIFEXITED(early.status));
+  EXPECT_EQ(WEXITSTATUS(early.status), 42);
+  EXPECT_EQ(early.out, "previous handler\n");
+}
+
+TEST_F(CrashHook, HandledCrashEndsWithTheDefaultAction) {
+  // The upload tool fails, so the callback reports the crash as handled.
+  qputenv("FAKE_UPLOAD_EXIT", "5");
+  const ProbeResult r = probe(appDir_.path(), "segv-chained");
+  qunsetenv("FAKE_UPLOAD_EXIT");
+  ASSERT_TRUE(WIFSIGNALED(r.status)) << r.out.constData();
+  EXPECT_EQ(WTERMSIG(r.status), SIGSEGV);
+  EXPECT_FALSE(r.out.contains("previous handler"));
+  EXPECT_EQ(uploadArguments().size(), 6);
 }
 
 TEST_F(CrashHook, RaisedAbortAndArithmeticSignalsAreReportedToo) {
@@ -164,17 +236,14 @@ TEST(DumpCallback, ReportsNothingForAFailedDumpOrAnUnknownFolder) {
 
 TEST(DumpCallback, ResultIsTrueExactlyWhenTheToolFails) {
   QTemporaryDir dir;
-  const QString script = dir.filePath("minidump_upload");
-  ASSERT_TRUE(TestFiles::write(script, fakeUploadScript.toUtf8()));
-  QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+  ASSERT_TRUE(TestFiles::writeFakeUploadTool(dir.path()));
   GoogleBreakpad::MinidumpDescriptor descriptor("/tmp");
   descriptor.setPath("/tmp/some dump.dmp");
   GoogleBreakpad::setApplicationPath(dir.path().toUtf8().constData());
 
   qputenv("FAKE_UPLOAD_EXIT", "0");
   EXPECT_FALSE(GoogleBreakpad::dumpCallback(descriptor, nullptr, true));
-  const QStringList args = QString::fromUtf8(TestFiles::read(dir.filePath("upload_args.txt"))).split('\n', Qt::SkipEmptyParts);
-  EXPECT_EQ(args.value(4), "/tmp/some dump.dmp") << "the dump path is quoted for the shell";
+  EXPECT_EQ(TestFiles::fakeUploadArguments(dir.path()).value(4), "/tmp/some dump.dmp") << "the dump path is quoted for the shell";
 
   qputenv("FAKE_UPLOAD_EXIT", "4");
   EXPECT_TRUE(GoogleBreakpad::dumpCallback(descriptor, nullptr, true));

@@ -15,43 +15,13 @@
 #include "debug/debug_check.h"
 #include "debug/debug_log.h"
 #include "debug/debug_log_worker.h"
+#include "debug_test_files.h"
 
 namespace {
-
-class TempDir {
- public:
-  TempDir() {
-    char pattern[] = "/tmp/debug_tests.XXXXXX";
-    const char* made = ::mkdtemp(pattern);
-    if (made == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = made;
-  }
-  ~TempDir() { std::system(("rm -rf '" + path_ + "'").c_str()); }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
-std::string readFile(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 bool fileExists(const std::string& path) {
   struct stat st {};
   return ::stat(path.c_str(), &st) == 0;
-}
-
-// The line of the file that holds `needle`, empty when none does.
-std::string lineWith(const std::string& contents, const std::string& needle) {
-  std::istringstream in(contents);
-  std::string line;
-  while (std::getline(in, line))
-    if (line.find(needle) != std::string::npos) return line;
-  return {};
 }
 
 }  // namespace

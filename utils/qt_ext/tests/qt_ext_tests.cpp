@@ -31,7 +31,8 @@ TEST(QtExtCheckedConnectDeathTest, MisspeltSignatureStopsTheProgram) {
         QLabel label;
         QT_CHECKED_CONNECT(&timer, SIGNAL(timeOut()), &label, SLOT(clear()), Qt::AutoConnection);
       },
-      "CHECKED_CONNECT failed");
+      // A Qt assertion with its context and message, at the call site.
+      "ASSERT failure in QT_CHECKED_CONNECT: \"CHECKED_CONNECT failed\", file .*qt_ext_tests\\.cpp");
 }
 
 TEST(QtExtStyleProperty, StylesheetFollowsTheProperty) {

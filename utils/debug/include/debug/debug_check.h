@@ -40,12 +40,28 @@ void verifyFailed(const char* expression, const char* file, int line, const char
       ::Debug::expectFailed(#cond, __FILE__, __LINE__, __func__);          \
   } while (false)
 
-// A call with a side effect: always evaluated; a WARNING when it yields false.
-// The value of the macro is the value of the expression as a bool.
-#define DEBUG_VERIFY(expr)                                                 \
-  ([&]() -> bool {                                                         \
-    const bool debugVerifyResult_ = static_cast<bool>(expr);               \
-    if (__builtin_expect(!debugVerifyResult_, 0))                          \
-      ::Debug::verifyFailed(#expr, __FILE__, __LINE__, __func__);          \
-    return debugVerifyResult_;                                             \
-  }())
+// A call with a side effect: always evaluated exactly once; a WARNING when it
+// yields false. The value of the macro is the value of the expression as a bool.
+// The record names the check in its predicate form, e.g. for
+// DEBUG_VERIFY(buffer->create()):
+//   DEBUG_VERIFY( DEBUG_VERIFY_PREDICATE(buffer->create(), DEBUG_VERIFY_TOBOOL_PREDICATE, true) )
+#define DEBUG_VERIFY(expr)                                                          \
+  ::Debug::verifyResult(DEBUG_VERIFY_PREDICATE(expr, DEBUG_VERIFY_TOBOOL_PREDICATE, true), \
+                        "DEBUG_VERIFY_PREDICATE(" #expr ", DEBUG_VERIFY_TOBOOL_PREDICATE, true)", \
+                        __FILE__, __LINE__, __func__)
+
+// `expr` compared by `pred` with `value`: true when the call did what it should.
+#define DEBUG_VERIFY_PREDICATE(expr, pred, value) pred((expr), (value))
+#define DEBUG_VERIFY_TOBOOL_PREDICATE(result, expected) (static_cast<bool>(result) == (expected))
+
+namespace Debug {
+
+// Logs a failed DEBUG_VERIFY and passes its result on. A function and not a
+// lambda, so that __func__ in the macro names the function of the call site.
+inline bool verifyResult(bool result, const char* expression, const char* file, int line,
+                         const char* function) {
+  if (__builtin_expect(!result, 0)) verifyFailed(expression, file, line, function);
+  return result;
+}
+
+}  // namespace Debug
