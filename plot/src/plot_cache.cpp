@@ -76,8 +76,12 @@ const PlotCacheSeg& PlotCache::getSegment(unsigned index) const {
   return segments_[index];
 }
 
+float PlotCache::getSegmentEnd(unsigned index) const {
+  DEBUG_ASSERT(index < segments_.size());
+  if (index + 1 < segments_.size()) return segments_[index + 1].start;
+  return segments_[index].start + segments_[index].length;
+}
+
 float PlotCache::getTimeStart() const { return segments_.front().start; }
 
-float PlotCache::getTimeEnd() const {
-  return segments_.back().start + segments_.back().length;
-}
+float PlotCache::getTimeEnd() const { return getSegmentEnd(getNumSegments() - 1); }

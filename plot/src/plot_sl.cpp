@@ -132,10 +132,14 @@ void read(Loader& loader, Plot& plot) {
         seg.outLength_ = readFinite(loader);
         // The handles must stay within the segment in time (as shares of its width), or the
         // curve's time would not be monotonic. A saved curve keeps them there up to rounding.
+        // A segment of no width has no time to leave: the plot can't shorten handles there
+        // and holds any share, so any is taken back.
         const float inShare = seg.inDir_.x * seg.inLength_;
         const float outShare = seg.outDir_.x * seg.outLength_;
-        if (!(inShare >= -kShareTolerance && inShare <= 1.0f + kShareTolerance) ||
-            !(outShare <= kShareTolerance && outShare >= -1.0f - kShareTolerance))
+        const bool hasWidth = key.time > result.getKey(i - 1).time_;
+        if (hasWidth &&
+            (!(inShare >= -kShareTolerance && inShare <= 1.0f + kShareTolerance) ||
+             !(outShare <= kShareTolerance && outShare >= -1.0f - kShareTolerance)))
           throw CorruptedDataException();
         withKey(key, [&result, &seg](const PlotKey& k) { result.appendKeyBackWithSegment(k, seg); });
       } else {

@@ -234,3 +234,14 @@ TEST(PlotEvaluation, NearestPointOnSegments) {
   for (float t = 0.0f; t <= 4.0f; t += 0.01f)
     EXPECT_GE(glm::length(glm::vec2(t, curve.computeValue(t)) - glm::vec2(2, 2)), found - 1e-2f);
 }
+
+TEST(PlotEvaluation, NearestPointOnASegmentOfNoWidthIsItsLeftKey) {
+  Plot plot;
+  plot.appendKeyBack(PlotKeyBroken(2.0f, 1.0f, 3.0f));
+  plot.appendKeyBackWithSegment(PlotKeyCorner(2.0f + 1e-6f, 9.0f), PlotSegBezier());
+  EXPECT_EQ(plot.computeNearestPoint(0, glm::vec2(5.0f, 9.0f), glm::vec2(10.0f, 1.0f)),
+            glm::vec2(2.0f, 3.0f));
+  plot.convertSegment(0, PlotSegLinear());
+  EXPECT_EQ(plot.computeNearestPoint(0, glm::vec2(5.0f, 9.0f), glm::vec2(10.0f, 1.0f)),
+            glm::vec2(2.0f, 3.0f));
+}

@@ -37,7 +37,7 @@ std::vector<uint8_t> compileCurve(const Plot& plot) {
       const PlotCacheSeg& seg = cache.getSegment(i);
       Sl::ScopedSaverGroup group("seg", saver);
       saver.write("time_start", seg.start);
-      saver.write("time_end", seg.start + seg.length);
+      saver.write("time_end", cache.getSegmentEnd(i));
       saver.write("num_values", static_cast<uint32_t>(seg.values.size()));
       for (float v : seg.values) saver.write("val", v);
     }
@@ -97,6 +97,13 @@ TEST(PlotRuntimeAgreement, LinearAndBezierCurvesWithEveryLoop) {
     plot.setLoopedRight(loops & 2);
     expectRuntimeAgrees(plot);
   }
+}
+
+TEST(PlotRuntimeAgreement, KeysFarApartInMagnitudeLeaveNoGap) {
+  const Plot plot = PlotTest::linearPlot({{-1000.0f, 0.0f}, {0.001f, 1.0f}, {1.0f, 5.0f}});
+  const RuntimeCurve runtime(plot);
+  for (float t : {0.00098f, 0.00099f, 0.000999f, 0.001f, 0.5f})
+    EXPECT_NEAR(runtime.evaluate(t), plot.computeValue(t), 1e-4f) << "t " << t;
 }
 
 TEST(PlotRuntimeAgreement, BrokenEndKeysStepInTheRuntimeToo) {

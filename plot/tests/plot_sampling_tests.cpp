@@ -35,7 +35,7 @@ struct SampledCurve {
         loopAfter(plot.isLoopedRight()) {
     for (unsigned i = 0; i < cache.getNumSegments(); ++i) {
       const PlotCacheSeg& seg = cache.getSegment(i);
-      segments.push_back({seg.start, seg.start + seg.length, seg.values});
+      segments.push_back({seg.start, cache.getSegmentEnd(i), seg.values});
     }
   }
 
@@ -195,4 +195,21 @@ TEST(PlotCacheForm, BrokenEndsShowTheirStepWhenSampled) {
   EXPECT_EQ(sampled.evaluate(3.0005f), 8.0f);
   EXPECT_EQ(sampled.evaluate(10.0f), 8.0f);
   expectSampledAgrees(plot, samplingError(plot));
+}
+
+TEST(PlotCacheForm, NeighbouringSegmentsMeetExactly) {
+  // Keys far apart in magnitude: in float, -1000 + (0.001 - -1000) falls short of 0.001 by
+  // thousands of steps. The stored end is the next start, so there is no gap to fall into.
+  Plot plot = linearPlot({{-1000.0f, 0.0f}, {0.001f, 1.0f}, {1.0f, 5.0f}});
+  const PlotCache cache(plot, PlotCache::kCurveSubdivision);
+  ASSERT_EQ(cache.getNumSegments(), 2u);
+  const PlotCacheSeg& first = cache.getSegment(0);
+  ASSERT_LT(first.start + first.length, 0.001f);  // the gap this guards against
+  EXPECT_EQ(cache.getSegmentEnd(0), 0.001f);
+  EXPECT_EQ(cache.getSegmentEnd(0), cache.getSegment(1).start);
+  EXPECT_EQ(cache.getSegmentEnd(1), 1.0f);
+  EXPECT_EQ(cache.getTimeEnd(), 1.0f);
+  const SampledCurve sampled(plot, cache);
+  for (float t : {0.00098f, 0.00099f, 0.000999f, 0.001f})
+    EXPECT_NEAR(sampled.evaluate(t), plot.computeValue(t), 1e-4f) << "t " << t;
 }

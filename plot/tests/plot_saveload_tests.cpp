@@ -192,6 +192,30 @@ TEST(PlotSaveLoad, CorruptRecordsRaiseAndLeaveThePlotUnchanged) {
   }
 }
 
+TEST(PlotSaveLoad, SegmentOfNoWidthKeepsWhateverHandlesItHolds) {
+  // Two keys at one time: there is no time for a handle to leave, so the plot keeps any
+  // length it is given, and what it holds must load again.
+  Plot plot;
+  plot.appendKeyBack(PlotKeySmooth(1.0f, 0.0f));
+  plot.appendKeyBackWithSegment(PlotKeySmooth(1.0f, 2.0f), PlotSegBezier());
+  plot.setBezierControlPoint(0, BCP_In, PlotBezierControlPoint(glm::vec2(1, 0), 3.0f));
+  plot.setBezierControlPoint(0, BCP_Out, PlotBezierControlPoint(glm::vec2(1, 0), 2.0f));
+  ASSERT_EQ(plot.getBezierControlPoint(0, BCP_In).second, 3.0f);
+  for (auto tags : {Sl::TC_Off, Sl::TC_On}) {
+    Plot loaded = samplePlot();
+    load(save(plot, tags), loaded);
+    EXPECT_EQ(loaded, plot);
+  }
+  // With a width, the same handles are out of their segment: refused.
+  Plot wide = samplePlot();
+  EXPECT_THROW(
+      load(twoKeyPlotBytes(Bytes().u8(CST_Bezier).vec2(1, 0).f32(3.0f).vec2(1, 0).f32(2.0f))
+               .data(),
+           wide),
+      Sl::CorruptedDataException);
+  EXPECT_EQ(wide, samplePlot());
+}
+
 TEST(PlotSaveLoad, NewerVersionIsRefused) {
   Bytes content;
   content.boolean(false).boolean(false).packed(0);
@@ -234,6 +258,15 @@ TEST(PathSaveLoad, OptionalPathReadsThroughTheOptionalForm) {
   EXPECT_EQ(*loaded, samplePath());
   load(save(boost::optional<Path2>()), loaded);
   EXPECT_FALSE(loaded);
+  // A corrupt path inside: raised, and the optional keeps what it held.
+  Bytes bad;
+  bad.packed(2).vec2(1, 2).boolean(true).vec2(3, 4).boolean(false).u8(7);
+  Bytes content;
+  content.boolean(true).group(bad);
+  loaded = samplePath();
+  EXPECT_THROW(load(Bytes().group(content).data(), loaded), Sl::CorruptedDataException);
+  ASSERT_TRUE(loaded);
+  EXPECT_EQ(*loaded, samplePath());
 }
 
 TEST(PathSaveLoad, BytesFollowTheRecordLayout) {

@@ -278,14 +278,13 @@ float evaluateSampled(const PlotCache& cache, bool loopBefore, bool loopAfter, f
   unsigned lo = 0, hi = cache.getNumSegments();
   while (lo < hi) {
     const unsigned mid = (lo + hi) / 2;
-    const PlotCacheSeg& seg = cache.getSegment(mid);
-    if (seg.start + seg.length < t) lo = mid + 1;
+    if (cache.getSegmentEnd(mid) < t) lo = mid + 1;
     else hi = mid;
   }
   if (lo == cache.getNumSegments()) lo = cache.getNumSegments() - 1;  // NaN input
   const PlotCacheSeg& seg = cache.getSegment(lo);
   const float x = static_cast<float>(seg.values.size() - 1) *
-                  ((t - seg.start) / (seg.start + seg.length - seg.start));
+                  ((t - seg.start) / (cache.getSegmentEnd(lo) - seg.start));
   if (!(x >= 0.0f)) return seg.values.front();
   const size_t i = static_cast<size_t>(x);
   if (i + 1 >= seg.values.size()) return seg.values.back();

@@ -31,6 +31,12 @@ class PlotCache {
   unsigned getNumSegments() const { return static_cast<unsigned>(segments_.size()); }
   const PlotCacheSeg& getSegment(unsigned index) const;
 
+  // The time at which segment `index` ends, as the compiled effect should store it: the next
+  // segment's start, the last one's start + length. In float, start + length of a segment can
+  // miss the next start (keys far apart in magnitude, such as -1000 and 0.001), and a time in
+  // such a gap would be read from the next segment with a negative offset.
+  float getSegmentEnd(unsigned index) const;
+
   // The time range covered: the first segment's start and the last segment's end.
   float getTimeStart() const;
   float getTimeEnd() const;

@@ -15,8 +15,9 @@ void write(const char* name, Saver& saver, const Plot& plot);
 
 // Reads a curve written by write(). The plot is replaced only once the whole record has been
 // read: a corrupt record (an unknown key or segment code, keys out of time order, a handle
-// outside its segment in time, a value that isn't a finite number) raises Sl::CorruptedDataException and leaves `plot` as it was, as
-// do the stream's own exceptions.
+// outside its segment in time where the segment has a width, a value that isn't a finite
+// number) raises Sl::CorruptedDataException and leaves `plot` as it was, as do the stream's
+// own exceptions.
 void read(Loader& loader, Plot& plot);
 
 }  // namespace Sl
