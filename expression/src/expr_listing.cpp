@@ -1,6 +1,7 @@
 // The listing of byte code.
 #include "expression/expr_listing.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -26,6 +27,9 @@ const char* kindName(unsigned kind) {
 }  // namespace
 
 std::string formatFloat(float value) {
+  // The C library prints the sign bit of a NaN ("-nan"), which carries no meaning
+  // and differs between operations and machines: every NaN is "nan".
+  if (std::isnan(value)) return "nan";
   char buffer[32];
   std::snprintf(buffer, sizeof buffer, "%.9g", static_cast<double>(value));
   return buffer;

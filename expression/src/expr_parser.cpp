@@ -106,8 +106,9 @@ float strtod_private(const char* text, const char** end) {
   constexpr int maxExponent = 511;
   constexpr int maxMantissaDigits = 18;
 
+  // The white space of the C locale, whatever locale the program runs in.
   const char* p = text;
-  while (std::isspace(static_cast<unsigned char>(*p))) ++p;
+  while (*p == ' ' || (*p >= '\t' && *p <= '\r')) ++p;
   bool negative = false;
   if (*p == '-') {
     negative = true;
@@ -150,6 +151,9 @@ float strtod_private(const char* text, const char** end) {
     ++taken;
   }
   double fraction = 1.0e9 * static_cast<double>(high) + static_cast<double>(low);
+  // A zero mantissa stays zero: 10^511 is no double, and zero times its
+  // overflow would turn "0e400" into NaN.
+  const bool zero = high == 0 && low == 0;
 
   // The exponent: an 'e' is taken with its sign even when no digit follows.
   p = afterMantissa;
@@ -176,7 +180,7 @@ float strtod_private(const char* text, const char** end) {
   double scale = 1.0;
   for (const double* power = powersOf10; exponent != 0; exponent >>= 1, ++power)
     if (exponent & 1) scale *= *power;
-  fraction = divide ? fraction / scale : fraction * scale;
+  if (!zero) fraction = divide ? fraction / scale : fraction * scale;
 
   if (end) *end = p;
   return static_cast<float>(negative ? -fraction : fraction);
@@ -430,6 +434,12 @@ bool Parser::parseOperand(const char*& p, unsigned depth, Cell& cell) {
     return true;
   }
 
+  // A delimiter where an operand should start: "abs()", "a + ,", "a * / b", "+a".
+  if (isDelimiter(*p)) {
+    std::string message = "operand expected, found " + quoted(p, tokenEnd);
+    if (*p == '+') message += " (a '+' is read only as the sign of a number)";
+    return fail(p, message);
+  }
   return fail(p, "unknown name " + quoted(p, tokenEnd) + tokenHint(p, tokenEnd));
 }
 

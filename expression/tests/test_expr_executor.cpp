@@ -40,6 +40,51 @@ TEST(ExprExecutor, PoolSizeFromTheHeaderAlone) {
   EXPECT_EQ(executor.getResultType(), VT_Vec3);
 }
 
+// Input slots, command slots, argument pointers and the data area follow each
+// other in the pool, in that order, with nothing between them.
+TEST(ExprExecutor, PoolHoldsSlotsThenArgumentsThenData) {
+  const auto code = compile("vec2(s, 2) + u", {v2("u", 0, 0), f("s", 0)});
+  const unsigned size = static_cast<unsigned>(code.size());
+  const unsigned poolSize = Expr::Executor::computePoolSizeNoObj(code.data(), size);
+  const unsigned dataSize = 8 + 4 + 4 + 8 + 8;  // u, s, constant 2, vec2(...), sum
+  ASSERT_EQ(poolSize, 2u * 16u + 2u * 24u + 4u * 8u + dataSize);
+  Pool pool(poolSize);
+  Expr::Executor executor(pool.data(), code.data(), size);
+  unsigned char* const base = pool.data();
+  unsigned char* const data = base + poolSize - dataSize;
+
+  const auto* inputs = reinterpret_cast<const Expr::Executor::InputSlot*>(base);
+  EXPECT_EQ(inputs[0].type, VT_Vec2);
+  EXPECT_EQ(inputs[0].cell, data + 0);
+  EXPECT_EQ(inputs[1].type, VT_Float);
+  EXPECT_EQ(inputs[1].cell, data + 8);
+
+  const auto* commands = reinterpret_cast<const Expr::Executor::CommandSlot*>(base + 2 * 16);
+  const auto* arguments = reinterpret_cast<const void* const*>(base + 2 * 16 + 2 * 24);
+  EXPECT_EQ(commands[0].result, data + 16);  // vec2(s, 2)
+  EXPECT_EQ(commands[0].args, arguments);
+  EXPECT_EQ(commands[1].result, data + 24);  // ... + u
+  EXPECT_EQ(commands[1].args, arguments + 2);
+  EXPECT_EQ(arguments[0], data + 8);
+  EXPECT_EQ(arguments[1], data + 12);
+  EXPECT_EQ(arguments[2], data + 16);
+  EXPECT_EQ(arguments[3], data + 0);
+  EXPECT_EQ(executor.getOutputRawData(), data + 24);
+  // The constant is in its cell from the start.
+  float constant = 0;
+  std::memcpy(&constant, data + 12, 4);
+  EXPECT_EQ(constant, 2.0f);
+
+  const float u[] = {1, 2}, s = 5;
+  executor.setInputRawData(0, u, sizeof u);
+  executor.setInputRawData(1, &s, sizeof s);
+  executor.execute();
+  float sum[2];
+  std::memcpy(sum, data + 24, sizeof sum);
+  EXPECT_EQ(sum[0], 6.0f);
+  EXPECT_EQ(sum[1], 4.0f);
+}
+
 TEST(ExprExecutor, RunsRepeatedlyWithNewInputs) {
   auto code = compile("a * a + b", {f("a", 0), f("b", 0)});
   Pool pool(Expr::Executor::computePoolSizeNoObj(code.data(), static_cast<unsigned>(code.size())));

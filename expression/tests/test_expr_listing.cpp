@@ -34,3 +34,13 @@ TEST(ExprListing, FloatsReadBackExactly) {
   EXPECT_EQ(Expr::formatFloat(std::numeric_limits<float>::infinity()), "inf");
   EXPECT_EQ(Expr::formatFloat(16777217.0f), "16777216");
 }
+
+TEST(ExprListing, EveryNanIsPrintedAlike) {
+  EXPECT_EQ(Expr::formatFloat(std::numeric_limits<float>::quiet_NaN()), "nan");
+  EXPECT_EQ(Expr::formatFloat(-std::numeric_limits<float>::quiet_NaN()), "nan");
+  // 0 / 0 on x86 gives a NaN with the sign bit set.
+  const Result quotient = run("a / a", {f("a", 0.0f)});
+  ASSERT_TRUE(quotient.ok);
+  EXPECT_EQ(Expr::formatFloat(quotient.value[0]), "nan");
+  EXPECT_EQ(Expr::formatFloat(-std::numeric_limits<float>::infinity()), "-inf");
+}

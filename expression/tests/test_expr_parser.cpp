@@ -1,6 +1,7 @@
 // The parser: tokens, numbers, precedence and associativity, the verdicts of
 // odd texts, errors with their positions, limits, and the byte code it writes.
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "expr_test_util.h"
@@ -112,6 +113,35 @@ TEST(ExprNumbers, ExponentIsClamped) {
   EXPECT_EQ(readNumber("1e99999999999999999999"), std::numeric_limits<float>::infinity());
   EXPECT_EQ(readNumber("1e39"), std::numeric_limits<float>::infinity());  // beyond float
   EXPECT_EQ(readNumber("3.4e38"), 3.4e38f);
+}
+
+TEST(ExprNumbers, ZeroStaysZeroWhateverTheExponent) {
+  // The power of ten beyond 10^308 overflows the double; zero must not become NaN.
+  for (const char* text : {"0e400", "0.0e999", "000E+511", "0e99999999"}) {
+    unsigned used = 0;
+    const float value = readNumber(text, &used);
+    EXPECT_TRUE(sameBits(value, 0.0f)) << text << " gives " << value;
+    EXPECT_EQ(used, std::strlen(text)) << text;
+  }
+  EXPECT_TRUE(sameBits(readNumber("-0e400"), -0.0f));
+  EXPECT_RESULT(run("0e400 + 1"), VT_Float, 1.0f);
+}
+
+TEST(ExprNumbers, LeadingWhiteSpaceIsThatOfTheCLocale) {
+  // Exactly blank, tab, line feed, vertical tab, form feed and carriage return,
+  // whatever locale the program has set.
+  for (unsigned c = 1; c < 256; ++c) {
+    const char text[] = {static_cast<char>(c), '5', 0};
+    unsigned used = 0;
+    const float value = readNumber(text, &used);
+    const bool space = c == ' ' || (c >= '\t' && c <= '\r');
+    const bool digit = c >= '0' && c <= '9';
+    if (digit) continue;
+    EXPECT_EQ(used, space ? 2u : (c == '+' || c == '-' || c == '.') ? 2u : 0u) << c;
+    if (space) {
+      EXPECT_EQ(value, 5.0f) << c;
+    }
+  }
 }
 
 // ------------------------------------------------------------------ precedence
@@ -246,11 +276,13 @@ TEST(ExprErrors, MessagesAndPositions) {
       {"   ", "operand expected at the end of the text", 3},
       {"a +", "operand expected after '+'", 3},
       {"a + )", "operand expected after '+'", 4},
-      {"a + ,", "unknown name ','", 4},
+      {"a + ,", "operand expected, found ','", 4},
+      {"a * / b", "operand expected, found '/'", 4},
       {"(a", "')' expected to close the '(' at position 0", 2},
       {"(a, b)", "')' expected to close the '(' at position 0", 2},
       {"abs(a", "',' or ')' expected in the arguments of 'abs'", 5},
-      {"abs()", "unknown name ')'", 4},
+      {"abs()", "operand expected, found ')'", 4},
+      {"vec2(a,,a)", "operand expected, found ','", 7},
       {"abs(", "argument of 'abs' expected", 4},
       {"abs a", "'(' expected after the function name 'abs'", 4},
       {"a b", "operator expected, found 'b'", 2},
@@ -263,7 +295,7 @@ TEST(ExprErrors, MessagesAndPositions) {
        0},
       {"foo + 1", "unknown name 'foo'", 0},
       {"1 + bar", "unknown name 'bar'", 4},
-      {"+a", "unknown name '+'", 0},
+      {"+a", "operand expected, found '+' (a '+' is read only as the sign of a number)", 0},
       {"v + q", "no operator '+' for vec3 and quat", 2},
       {"v * 2 + a * (v % 2)", "no operator '%' for vec3 and float", 15},
       {"1 + -q", "no unary '-' for quat", 4},

@@ -269,6 +269,8 @@ TEST(ExprFunctions, Abs) {
   EXPECT_RESULT(run("abs(a)", {f("a", 3.25f)}), VT_Float, 3.25f);
   EXPECT_RESULT(run("abs(a)", {f("a", -std::numeric_limits<float>::infinity())}), VT_Float,
                 std::numeric_limits<float>::infinity());
+  // x if x >= 0, else -x: -0 counts as >= 0 and keeps its sign, unlike fabs.
+  EXPECT_RESULT(run("abs(a)", {f("a", -0.0f)}), VT_Float, -0.0f);
 }
 
 TEST(ExprFunctions, CrossAndDotAsGlm) {

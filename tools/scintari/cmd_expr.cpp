@@ -15,6 +15,7 @@ namespace {
 
 const char* const help =
     "scintari expr \"<expression>\" [--input name=type:value ...] [--dt seconds]\n"
+    "scintari expr [--input name=type:value ...] [--dt seconds] -- \"<expression>\"\n"
     "\n"
     "  Parses the expression over the inputs given, in the order given, lists\n"
     "  the byte code, runs it once and prints the result.\n"
@@ -24,6 +25,8 @@ const char* const help =
     "                           --input v=vec3:1,2,3  --input q=quat:0,0,0,1 (w last)\n"
     "  --dt seconds             appends the float input \"dt\" as the last input,\n"
     "                           as an expression block of an emitter does\n"
+    "  --                       ends the options: what follows is the expression,\n"
+    "                           for one that begins with \"--\" (\"--a\" is -(-a))\n"
     "\n"
     "  Output on success (exit code 0), on standard output:\n"
     "    expression: <text>\n"
@@ -154,9 +157,16 @@ int runExpr(const std::vector<std::string>& args) {
   std::vector<CliInput> inputs;
   bool haveDt = false;
   float dt = 0;
+  bool optionsEnded = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& arg = args[i];
-    if (arg == "--input" || arg.rfind("--input=", 0) == 0) {
+    if (optionsEnded) {
+      if (haveText) return usage("more than one expression; quote the expression as one argument");
+      text = arg;
+      haveText = true;
+    } else if (arg == "--") {
+      optionsEnded = true;
+    } else if (arg == "--input" || arg.rfind("--input=", 0) == 0) {
       std::string value;
       if (arg == "--input") {
         if (i + 1 >= args.size()) return usage("--input needs name=type:value");

@@ -30,7 +30,7 @@ const char* skipSpaces(const char* text);
 // or the end of the text. A token is what lies between.
 const char* skipElement(const char* text);
 
-// The locale-independent decimal reader: optional leading white space (isspace),
+// The locale-independent decimal reader: optional leading white space (isspace of the C locale),
 // optional sign, digits with at most one '.', of which the first 18 count, then
 // an optional exponent. Returns the value rounded to float. `end` receives the
 // character after the number, or `text` itself when no digit was found.

@@ -10,6 +10,22 @@ namespace Sl {
 
 RevisionCore::RevisionCore(SaverLoaderManager& manager) : manager_(manager) {}
 
+namespace {
+
+// Picture numbers as the store counts them: kNoRevision stands for -1, before
+// the first picture, and so is never after any other number.
+bool isAfter(uint32_t number, uint32_t reference) {
+  if (number == RevisionCore::kNoRevision)
+    return false;
+  return reference == RevisionCore::kNoRevision || number > reference;
+}
+
+}  // namespace
+
+bool RevisionCore::isAfterCurrent(uint32_t number) const {
+  return isAfter(number, currentRevision_);
+}
+
 RevisionCore::~RevisionCore() = default;
 
 bool RevisionCore::isUndoPossible() const {
@@ -36,14 +52,15 @@ size_t RevisionCore::numResourceStates() const {
 std::shared_ptr<RevisionSaver> RevisionCore::createRevision() {
   // A new edit drops the redo branch: the later pictures and the states they
   // stored first.
-  auto cut = revisions_.upper_bound(currentRevision_);
+  auto cut = currentRevision_ == kNoRevision ? revisions_.begin()
+                                             : revisions_.upper_bound(currentRevision_);
   const bool erased = cut != revisions_.end();
   revisions_.erase(cut, revisions_.end());
   if (erased) {
     for (auto itRes = resources_.begin(); itRes != resources_.end();) {
       auto& states = itRes->second;
       for (auto itRev = states.begin(); itRev != states.end();)
-        itRev = itRev->second.revision > currentRevision_ ? states.erase(itRev) : std::next(itRev);
+        itRev = isAfterCurrent(itRev->second.revision) ? states.erase(itRev) : std::next(itRev);
       itRes = states.empty() ? resources_.erase(itRes) : std::next(itRes);
     }
   }

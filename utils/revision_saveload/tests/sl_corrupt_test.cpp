@@ -285,3 +285,39 @@ TEST(SlCorrupt, LoaderArrayCountsWhatIsLeft) {
   loader.read(d);
   EXPECT_EQ(loader.dataLeftToRead(), 0u);
 }
+
+TEST(SlStreams, StreamsThatDoNotStartAtZero) {
+  // A file that begins with its own magic: the stream savers and loaders work
+  // from the position they are given, and the loader's end check counts from it.
+  std::stringstream file(std::ios::in | std::ios::out | std::ios::binary);
+  file.write("MAGC", 4);
+  {
+    Sl::SaverBinOStream saver(file, Sl::BO_BigEndian, Sl::TC_On);
+    writeRecord(saver, sample());
+    Sl::ScopedSaverGroup group("tail", saver, 9);
+    saver.write("x", uint32_t(0xCAFE), Sl::PH_Fixed);
+  }
+  const std::string text = file.str();
+  ASSERT_EQ(text.substr(0, 4), "MAGC");
+  const Bytes stream(text.begin() + 4, text.end());
+  loadWith(LoaderKind::Array, stream, [](Sl::Loader& l) {
+    EXPECT_TRUE(readRecord(l) == sample());
+    EXPECT_EQ(l.startGroup(9), 9u);
+    uint32_t x = 0;
+    l.read(x, Sl::PH_Fixed);
+    EXPECT_EQ(x, 0xCAFEu);
+  });
+
+  std::istringstream in(text, std::ios::binary);
+  char magic[4];
+  in.read(magic, 4);
+  Sl::LoaderBinIStream loader(in);
+  EXPECT_EQ(loader.maxDataLeft(), stream.size() - 1);
+  loader.skipGroup();
+  EXPECT_EQ(loader.startGroup(9), 9u);
+  uint32_t x = 0;
+  loader.read(x, Sl::PH_Fixed);
+  EXPECT_EQ(x, 0xCAFEu);
+  EXPECT_EQ(loader.maxDataLeft(), 0u);
+  EXPECT_THROW(loader.skipData(1), Sl::EndOfBufferException);
+}

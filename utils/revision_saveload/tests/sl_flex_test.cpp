@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 #include <sstream>
 
@@ -32,6 +33,16 @@ TEST(SlFlex, BlocksGrowByHalfFromSixteen) {
   EXPECT_EQ(saver.numBlocks(), 5u);
   EXPECT_EQ(saver.dataSize(), 131u);
   EXPECT_EQ(saver.rawSize(), 131u);
+  // 81 * 1.5 = 121.5 is truncated: the sixth block holds 121 bytes, so the
+  // chain ends at 332 and byte 333 opens a seventh.
+  saver.writeData(filler, 211 - 131);
+  EXPECT_EQ(saver.numBlocks(), 5u);
+  saver.writeData(filler, 1);
+  EXPECT_EQ(saver.numBlocks(), 6u);
+  saver.writeData(filler, 332 - 212);
+  EXPECT_EQ(saver.numBlocks(), 6u);
+  saver.writeData(filler, 1);
+  EXPECT_EQ(saver.numBlocks(), 7u);
 }
 
 TEST(SlFlex, LargeGroupTakesTwoByteWordAndCompactsReserves) {
@@ -230,6 +241,32 @@ TEST(SlArraySaver, BufferLimitIsAnAssertion) {
   const uint8_t filler[32] = {};
   saver.writeData(filler, 31);
   EXPECT_THROW(saver.writeData(filler, 1), Debug::CheckException);
+}
+
+TEST(SlArraySaver, GroupStackStartsBelowTheRoundedEnd) {
+  // Size 37 rounds down to 32: the first open group's entry (flag, then the
+  // offset of its size word) lies at 24..31, and data may grow up to it.
+  uint8_t buffer[40];
+  std::memset(buffer, 0xAA, sizeof(buffer));
+  Sl::SaverBinArray saver(buffer, 37, Sl::BO_LittleEndian, Sl::TC_Off);
+  saver.startGroup("a", 1);  // word at 1..4, version at 5
+  uint32_t flag = 0;
+  uint32_t wordOffset = 0;
+  std::memcpy(&flag, buffer + 24, 4);
+  std::memcpy(&wordOffset, buffer + 28, 4);
+  EXPECT_EQ(flag, 1u);
+  EXPECT_EQ(wordOffset, 1u);
+  EXPECT_EQ(buffer[32], 0xAA);  // nothing beyond the rounded size
+  const uint8_t filler[32] = {};
+  saver.writeData(filler, 24 - saver.dataSize());
+  EXPECT_EQ(saver.dataSize(), 24u);
+  EXPECT_THROW(saver.writeData(filler, 1), Debug::CheckException);
+  // Closing the group frees its entry and writes the word: content of the
+  // version byte and 18 filler bytes, flag set.
+  saver.endGroup();
+  EXPECT_EQ(Bytes(saver.data() + 1, saver.data() + 5), (Bytes{(19 << 1) | 1, 0, 0, 0}));
+  saver.writeData(filler, 8);
+  EXPECT_EQ(saver.dataSize(), 32u);
 }
 
 TEST(SlArraySaver, GroupStackSharesTheBuffer) {

@@ -484,3 +484,78 @@ TEST(SlRevisionSaver, PictureGivenUpAfterExceptionKeepsWhatWasWritten) {
   EXPECT_TRUE(b);
   EXPECT_EQ(loader->maxDataLeft(), 0u);
 }
+
+namespace {
+
+// The text of the check that fails in call, or "" if none does.
+template <class F>
+std::string failedCheck(F&& call) {
+  try {
+    call();
+  } catch (const Debug::CheckException& e) {
+    return e.what();
+  }
+  return std::string();
+}
+
+}  // namespace
+
+TEST(SlRevisionCore, MisuseFailsWithTheNamedChecks) {
+  Sl::SaverLoaderBinManager manager;
+  Sl::RevisionCore core(manager);
+  std::mt19937 rng(8);
+  const Uuid id = makeId(rng);
+  const Uuid rev = makeId(rng);
+  EXPECT_NE(failedCheck([&] { core.undo(); }).find("isUndoPossible()"), std::string::npos);
+  EXPECT_NE(failedCheck([&] { core.redo(); }).find("isRedoPossible()"), std::string::npos);
+  EXPECT_NE(failedCheck([&] { core.getCurrentRevision(); }).find("hasRevisions()"),
+            std::string::npos);
+  EXPECT_NE(failedCheck([&] { core.beginLoadResource(id, rev); })
+                .find("itRes != resources_.end()"),
+            std::string::npos);
+  core.createRevision()->beginSaveResource(id, rev);
+  EXPECT_NE(failedCheck([&] { core.beginLoadResource(id, makeId(rng)); })
+                .find("itRev != itRes->second.end()"),
+            std::string::npos);
+  // A failed undo leaves the store as it was.
+  EXPECT_EQ(core.currentRevisionNumber(), 0u);
+  EXPECT_TRUE(failedCheck([&] { core.beginLoadResource(id, rev); }).empty());
+}
+
+TEST(SlRevisionCore, StateStoredBeforeAnyPictureSurvivesCuts) {
+  // A state stored while there is no picture is stamped -1: no later picture
+  // stored it first, so no cut of a redo branch may drop it.
+  Sl::SaverLoaderBinManager manager;
+  Sl::RevisionCore core(manager);
+  std::mt19937 rng(9);
+  const Uuid id = makeId(rng);
+  const Uuid rev = makeId(rng);
+  core.beginSaveResource(id, rev)->write("x", uint8_t(3));
+  EXPECT_EQ(core.resources().at(id).at(rev).revision, Sl::RevisionCore::kNoRevision);
+  core.createRevision();
+  core.createRevision();
+  core.undo();
+  core.createRevision();  // cuts picture 1
+  ASSERT_EQ(core.numResourceStates(), 1u);
+  uint8_t x = 0;
+  core.beginLoadResource(id, rev)->read(x);
+  EXPECT_EQ(x, 3);
+}
+
+TEST(SlRevisionCore, RestrictDepthEdges) {
+  Sl::SaverLoaderBinManager manager;
+  Sl::RevisionCore core(manager);
+  core.restrictDepth(0);  // no picture: nothing to do
+  EXPECT_FALSE(core.hasRevisions());
+  for (int i = 0; i < 4; ++i)
+    core.createRevision();
+  core.undo();
+  core.restrictDepth(2);  // current 2: keeps 1 and 2, and the redo picture 3
+  EXPECT_EQ(core.numPictures(), 3u);
+  EXPECT_TRUE(core.isUndoPossible());
+  EXPECT_TRUE(core.isRedoPossible());
+  core.undo();
+  EXPECT_FALSE(core.isUndoPossible());
+  core.restrictDepth(2);  // current 1 is below 2: nothing
+  EXPECT_EQ(core.numPictures(), 3u);
+}

@@ -71,6 +71,8 @@ class RevisionCore {
 
  private:
   std::shared_ptr<RevisionLoader> loaderOver(const std::vector<uint8_t>& data) const;
+  // True when a picture number lies after the current one (-1 lies before all).
+  bool isAfterCurrent(uint32_t number) const;
 
   SaverLoaderManager& manager_;
   std::map<boost::uuids::uuid, std::map<boost::uuids::uuid, ResourceRevision>> resources_;
