@@ -1,0 +1,81 @@
+// Fuzzes the reader of compiled effects: any bytes go through both loading passes (the pool size
+// pass and the building pass into a pool of exactly that size); what loads is instantiated and
+// run for a few frames, with construct, so that every count the file gives (particles, chains,
+// connected emitters, tables) is exercised against the pools it sized. The runtime trusts its
+// input: a refusal is an Sl::Exception or a Debug::CheckException (an assertion); anything else,
+// above all a read or write outside a buffer or pool, is a finding.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include <glm/gtc/quaternion.hpp>
+#include <glm/vec3.hpp>
+
+#include "debug/debug_check.h"
+#include "particle_system/ps_context.h"
+#include "particle_system/ps_mem_managed_context.h"
+#include "particle_system/ps_mem_managed_system_inst.h"
+#include "particle_system/ps_mem_managed_system_shell.h"
+#include "particle_system/ps_render_config.h"
+#include "particle_system/ps_system.h"
+#include "particle_system/ps_system_factory.h"
+#include "particle_system/ps_system_inst.h"
+#include "revision_saveload/sl_exceptions.h"
+#include "revision_saveload/sl_loader_bin_array.h"
+
+namespace {
+
+// Valid effects beyond these bounds are too big or too slow to fuzz.
+constexpr std::uint32_t kMaxPool = 16u << 20;
+constexpr float kMaxPresimFrames = 100.0f;
+constexpr int kFrames = 4;
+
+Ps::Context& context() {
+  static Ps::MemManagedContext holder;
+  return holder.get();
+}
+
+void readAndRun(const std::uint8_t* data, std::size_t size) {
+  const std::uint32_t size32 = static_cast<std::uint32_t>(size);
+  {
+    Sl::LoaderBinArray loader(data, size32);
+    if (Ps::SystemFactory::computePoolSize(loader, context()) > kMaxPool) return;
+  }
+  Ps::MemManagedSystemShell shell(data, size32, context());
+  const Ps::System& system = shell.getSystem();
+  if (Ps::SystemInst::computePoolSize(system) > kMaxPool) return;
+  if (!(system.getFrameTime() > 1e-3f) ||
+      !(system.getPresimTime() <= kMaxPresimFrames * system.getFrameTime()))
+    return;
+
+  const glm::quat identity(1.0f, 0.0f, 0.0f, 0.0f);
+  Ps::MemManagedSystemInst holder(system, glm::vec3(0.0f), identity);
+  Ps::SystemInst& inst = holder.get();
+  std::optional<Ps::RenderConfig> config{Ps::RenderConfig{}};
+  config->emitters.resize(system.getNumEmitters());
+  for (std::uint32_t i = 0; i < system.getNumEmitters(); ++i) {
+    config->emitters[i].renderPositions = (i % 2) == 0;
+    config->emitters[i].render = (i % 3) != 2;
+  }
+  const std::optional<Ps::RenderConfig> none;
+  for (int f = 0; f < kFrames; ++f) {
+    const glm::vec3 position(0.5f * static_cast<float>(f), 0.0f, -0.25f * static_cast<float>(f));
+    inst.update(position, identity, system.getFrameTime() * 1.5f);
+    inst.construct(glm::vec3(0.0f, 0.0f, 1.0f), glm::vec3(0.0f, 1.0f, 0.0f),
+                   glm::vec3(1.0f, 0.0f, 0.0f), (f % 2) ? config : none);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size > (1u << 20)) return 0;
+  try {
+    readAndRun(data, size);
+  } catch (const Sl::Exception&) {
+  } catch (const Debug::CheckException&) {
+  }
+  return 0;
+}

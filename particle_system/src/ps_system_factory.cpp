@@ -1,0 +1,262 @@
+#include "particle_system/ps_system_factory.h"
+
+#include "particle_system/ps_allocator.h"
+#include "particle_system/ps_context.h"
+#include "particle_system/ps_emitter.h"
+#include "particle_system/ps_emitter_factory.h"
+#include "particle_system/ps_mesh_factory.h"
+#include "particle_system/ps_system.h"
+#include "particle_system/ps_value_io.h"
+#include "revision_saveload/sl_scoped_group.h"
+
+namespace Ps
+{
+
+namespace
+{
+
+// Counts the bytes of a binary value and drops them.
+class CountingSink final : public Sl::BinarySink
+{
+public:
+    void reserve(uint32_t totalSize) override { size_ = totalSize; }
+    void append(const uint8_t*, uint32_t) override {}
+    uint32 size() const { return size_; }
+
+private:
+    uint32 size_ = 0;
+};
+
+// The system object: the pool's only System.
+class SystemInPool final : public System
+{
+public:
+    using System::System;
+};
+
+} // namespace
+
+SystemFactory::SystemFactory(const Context& context) : context_(context) {}
+
+SystemFactory::~SystemFactory() = default;
+
+uint32 SystemFactory::computePoolSize(Sl::Loader& loader, const Context& context)
+{
+    uint64 size = 0;
+    loader.skipGroup();  // "revision"
+
+    const uint32 numMaterials = readU32(loader);
+    size += Allocator::alignedArray(numMaterials, sizeof(EnumMaterial));
+    for (uint32 i = 0; i < numMaterials; ++i)
+        loader.skipUint8();
+
+    const uint32 numTextures = readU32(loader);
+    size += Allocator::alignedArray(numTextures, sizeof(const char*));
+    for (uint32 i = 0; i < numTextures; ++i)
+    {
+        const uint32 dataSize = readU32(loader);
+        CountingSink sink;
+        loader.readBinary(sink);
+        DEBUG_ASSERT(dataSize == sink.size());
+        size += Allocator::aligned(dataSize);
+        Allocator::checkedSize(size);
+    }
+    size += Allocator::alignedArray(numTextures ? numTextures : 1, sizeof(TextureFrame));
+
+    const uint32 numRenderStyles = readU32(loader);
+    size += Allocator::alignedArray(numRenderStyles, sizeof(RenderStyle));
+    for (uint32 i = 0; i < numRenderStyles; ++i)
+    {
+        loader.skipUint16();
+        const uint32 numTex = readU8(loader);
+        DEBUG_ASSERT(numTex <= RenderStyle::kMaxTexChannels);
+        for (uint32 t = 0; t < numTex; ++t)
+            loader.skipUint16();
+    }
+
+    const uint32 numMeshes = readU32(loader);
+    size += Allocator::alignedArray(numMeshes, sizeof(MeshFactory*));
+    for (uint32 i = 0; i < numMeshes; ++i)
+    {
+        const uint32 maxNumParticles = readU32(loader);
+        DEBUG_ASSERT(maxNumParticles <= kMaxMeshParticles);
+        const uint8 type = readU8(loader);
+        size += Allocator::aligned(context.getMeshFactory(type).computePoolSize(loader));
+        Allocator::checkedSize(size);
+    }
+
+    size += Allocator::aligned(sizeof(SystemInPool));
+
+    const uint32 numEmitters = readU32(loader);
+    size += Allocator::alignedArray(numEmitters, sizeof(Emitter*));
+    for (uint32 i = 0; i < numEmitters; ++i)
+    {
+        size += EmitterFactory::computePoolSize(loader, context);
+        Allocator::checkedSize(size);
+    }
+
+    loader.skipUint32();  // "num_rcalls"
+    loader.skipFloat();   // "fps"
+    loader.skipGroup();   // "seed"
+    loader.skipFloat();   // "presim_time"
+    return Allocator::checkedSize(size);
+}
+
+System* SystemFactory::staticCreateFromLoader(Sl::Loader& loader, const Context& context,
+                                              Allocator& allocator)
+{
+    SystemFactory factory(context);
+    return factory.createFromLoader(loader, allocator);
+}
+
+System* SystemFactory::createFromLoader(Sl::Loader& loader, Allocator& allocator)
+{
+    System::Init init;
+    init.context = &context_;
+    loader.skipGroup();  // "revision"
+
+    init.numMaterials = readU32(loader);
+    EnumMaterial* materials = allocator.allocArray<EnumMaterial>(init.numMaterials);
+    for (uint32 i = 0; i < init.numMaterials; ++i)
+        materials[i] = static_cast<EnumMaterial>(readU8(loader));
+    init.materials = materials;
+
+    init.numTextures = readU32(loader);
+    const char** textures = allocator.allocArray<const char*>(init.numTextures);
+    for (uint32 i = 0; i < init.numTextures; ++i)
+    {
+        const uint32 dataSize = readU32(loader);
+        uint8* name = allocator.alloc(dataSize);
+        DEBUG_ASSERT(dataSize == loader.readBinarySize());
+        loader.readBinaryData(name);
+        // A name is stored with its terminating NUL.
+        DEBUG_ASSERT(dataSize > 0 && name[dataSize - 1] == 0);
+        textures[i] = reinterpret_cast<const char*>(name);
+    }
+    init.textures = textures;
+    const uint32 numFrames = init.numTextures ? init.numTextures : 1;
+    TextureFrame* frames = allocator.allocArray<TextureFrame>(numFrames);
+    for (uint32 i = 0; i < numFrames; ++i)
+        new (&frames[i]) TextureFrame();
+    init.textureFrames = frames;
+
+    init.numRenderStyles = readU32(loader);
+    numRenderStyles_ = init.numRenderStyles;
+    RenderStyle* styles = allocator.allocArray<RenderStyle>(init.numRenderStyles);
+    for (uint32 i = 0; i < init.numRenderStyles; ++i)
+    {
+        RenderStyle& style = styles[i];
+        style.materialIndex = readU16(loader);
+        style.numTexChannels = readU8(loader);
+        DEBUG_ASSERT(style.numTexChannels <= RenderStyle::kMaxTexChannels);
+        for (uint32 t = 0; t < RenderStyle::kMaxTexChannels; ++t)
+            style.textureIndices[t] = t < style.numTexChannels ? readU16(loader) : 0;
+    }
+    init.renderStyles = styles;
+
+    init.numMeshes = readU32(loader);
+    numMeshes_ = init.numMeshes;
+    const MeshFactory** meshFactories = allocator.allocArray<const MeshFactory*>(init.numMeshes);
+    for (uint32 i = 0; i < init.numMeshes; ++i)
+    {
+        const uint32 maxNumParticles = readU32(loader);
+        DEBUG_ASSERT(maxNumParticles <= kMaxMeshParticles);
+        const uint8 type = readU8(loader);
+        meshFactories[i] = context_.getMeshFactory(type).create(loader, maxNumParticles, allocator);
+        meshTypes_.push_back(type);
+        meshCapacities_.push_back(maxNumParticles);
+    }
+    init.meshFactories = meshFactories;
+
+    system_ = allocator.create<SystemInPool>(init);
+
+    numEmitters_ = readU32(loader);
+    emitters_ = allocator.allocArray<const Emitter*>(numEmitters_);
+    for (uint32 i = 0; i < numEmitters_; ++i)
+    {
+        emitterFactories_.push_back(std::make_unique<EmitterFactory>(*this, i));
+        Emitter* emitter = emitterFactories_.back()->createFromLoader(loader, allocator);
+        emitter->setSystem(*system_, i);
+        emitters_[i] = emitter;
+        filledEmitters_ = i + 1;
+    }
+    system_->setEmitters(emitters_, numEmitters_);
+
+    const uint32 maxNumRenderCalls = readU32(loader);
+    const float fps = readF32(loader);
+    const float frameTime = 1.0f / fps;
+    // A frame must have a positive length, or no amount of time would ever be used up.
+    DEBUG_ASSERT(frameTime > 0.0f);
+    std::optional<uint32> seed;
+    {
+        Sl::ScopedLoaderGroup group(loader, 0);
+        const uint8 seedType = readU8(loader);
+        if (seedType == 0)
+            seed = readU32(loader);
+    }
+    const float presimTime = readF32(loader);
+    system_->setTail(maxNumRenderCalls, frameTime, seed, presimTime);
+
+    checkMeshCapacities();
+    return system_;
+}
+
+const Emitter& SystemFactory::getEmitter(uint32 emitterIndex) const
+{
+    const uint32 index = emitterIndex;
+    DEBUG_ASSERT(index < numEmitters_);
+    DEBUG_ASSERT(emitterIndex < filledEmitters_);
+    return *emitters_[emitterIndex];
+}
+
+EmitterFactory& SystemFactory::getEmitterFactory(uint32 emitterIndex) const
+{
+    const uint32 index = emitterIndex;
+    DEBUG_ASSERT(index < numEmitters_);
+    DEBUG_ASSERT(emitterIndex < filledEmitters_);
+    return *emitterFactories_[emitterIndex];
+}
+
+uint32 SystemFactory::getMeshFactoryType(uint32 meshIndex) const
+{
+    DEBUG_ASSERT(meshIndex < numMeshes_);
+    return meshTypes_[meshIndex];
+}
+
+// A constructor writes into its mesh, at most once per particle of each of its emitter's
+// instances, without checks of its own: the meshes must have room for all of them, and be of
+// the kind of the constructor.
+void SystemFactory::checkMeshCapacities() const
+{
+    const uint64 kLimit = Allocator::kMaxPoolSize;
+    std::vector<uint64> instances(numEmitters_, 0);
+    std::vector<uint64> load(numMeshes_, 0);
+    for (uint32 e = numEmitters_; e-- > 0;)
+    {
+        const Emitter& emitter = *emitters_[e];
+        if (emitter.isStandalone())
+            instances[e] += 1;
+        DEBUG_ASSERT(instances[e] <= kLimit);
+        const uint64 particles = instances[e] * emitter.getMaxNumParticles();
+        DEBUG_ASSERT(particles <= kLimit);
+        for (uint32 c = 0; c < emitter.getNumConnectedEmitters(); ++c)
+        {
+            const uint32 child = system_->getEmitterIndex(*emitter.getConnectedEmitter(c).emitter);
+            instances[child] += particles;
+        }
+        if (const Constructor* constructor = emitter.getConstructor())
+        {
+            const std::optional<EnumOperationFactories> type =
+                emitterFactories_[e]->getConstructorType();
+            const uint32 mesh = constructor->getMeshIndex();
+            if (type == OF_ConstructorQuads)
+                DEBUG_ASSERT(meshTypes_[mesh] == MF_Quads);
+            else if (type == OF_ConstructorStrip)
+                DEBUG_ASSERT(meshTypes_[mesh] == MF_Strip);
+            load[mesh] += particles;
+            DEBUG_ASSERT(load[mesh] <= meshCapacities_[mesh]);
+        }
+    }
+}
+
+} // namespace Ps
