@@ -17,7 +17,9 @@ for target in build-fuzz/bin/fuzz_*; do
   seeds="fuzz/corpus/${name#fuzz_}"
   work="$(mktemp -d)"
   echo "== $name for ${seconds}s"
+  mkdir -p build-fuzz/artifacts
   "$target" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 -print_final_stats=1 \
+    -artifact_prefix=build-fuzz/artifacts/"$name"- \
     "$work" "$seeds" 2>&1 | tail -n 12
   rm -rf "$work"
 done
