@@ -13,7 +13,8 @@ void printOverview(std::ostream& out) {
          "       scintari --help | --version\n"
          "       scintari help <command>\n"
          "\n"
-         "Exit codes: 0 success, 1 usage error, 2 the input was refused.\n"
+         "Exit codes: 0 success, 1 usage error, 2 the input was refused,\n"
+         "            3 nothing could be drawn (render: no OpenGL context or no image written).\n"
          "Output is plain text, one record per line, stable between versions.\n"
          "\n"
          "Commands:\n";
@@ -67,7 +68,10 @@ int main(int argc, char** argv) {
     return 1;
   }
   std::vector<std::string> rest(args.begin() + 1, args.end());
+  // A help flag before "--" asks for the command's help; after it, arguments
+  // belong to the command (an expression may well read "-h").
   for (const auto& arg : rest) {
+    if (arg == "--") break;
     if (arg == "--help" || arg == "-h") {
       std::cout << command->help;
       return 0;
