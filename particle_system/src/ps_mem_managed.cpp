@@ -15,7 +15,7 @@ namespace Ps
 
 MemManagedContext::MemManagedContext() : poolSize_(Context::poolSizeToCreate())
 {
-    pool_.reset(new uint8[poolSize_]);
+    pool_.reset(new uint8[poolSize_]());
     Allocator allocator(pool_.get(), poolSize_);
     context_ = Context::create(allocator);
     DEBUG_ASSERT(allocator.getUsedSize() == poolSize_);
@@ -29,7 +29,7 @@ MemManagedSystemShell::MemManagedSystemShell(const uint8* data, uint32 size, Con
         Sl::LoaderBinArray loader(data, size);
         poolSize_ = SystemFactory::computePoolSize(loader, context);
     }
-    pool_.reset(new uint8[poolSize_ ? poolSize_ : 1]);
+    pool_.reset(new uint8[poolSize_ ? poolSize_ : 1]());
     Sl::LoaderBinArray loader(data, size);
     Allocator allocator(pool_.get(), poolSize_);
     system_ = SystemFactory::staticCreateFromLoader(loader, context, allocator);
@@ -45,7 +45,8 @@ MemManagedSystemInst::MemManagedSystemInst(const System& system, const glm::vec3
 {
     const uint32 objectSize = Allocator::aligned(sizeof(SystemInst));
     blockSize_ = Allocator::checkedSize(static_cast<uint64>(objectSize) + SystemInst::computePoolSize(system));
-    block_.reset(new uint8[blockSize_]);
+    // Zeroed, so that the padding between particle values is the same in every run.
+    block_.reset(new uint8[blockSize_]());
     inst_ = new (block_.get()) SystemInst(block_.get() + objectSize, system, position, rotation);
 }
 

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "debug/debug_check.h"
+#include "particle_system/ps_allocator.h"
 
 namespace Ps
 {
@@ -10,9 +11,9 @@ namespace Ps
 namespace
 {
 
-uint32 roundUp(uint32 n, uint32 multiple) { return (n + multiple - 1) / multiple * multiple; }
-
-uint32 meshObjectSize() { return roundUp(static_cast<uint32>(sizeof(Mesh)), 8); }
+// The object and its block are counted as the pool allocator would place them,
+// so that a mesh made in a pool takes exactly what the pool was sized for.
+uint32 meshObjectSize() { return Allocator::aligned(sizeof(Mesh)); }
 
 } // namespace
 
@@ -42,9 +43,9 @@ uint32 Mesh::computePoolSizeWithMeshObject(uint32 maxVertices, uint32 positionCo
                                            bool hasNormals, bool hasColors, const uint8* channels,
                                            uint32 numChannels, uint32 maxIndices)
 {
-    return meshObjectSize() + roundUp(computePoolSize(maxVertices, positionComponents, hasNormals,
-                                                      hasColors, channels, numChannels, maxIndices),
-                                      8);
+    return meshObjectSize() + Allocator::aligned(computePoolSize(maxVertices, positionComponents,
+                                                                 hasNormals, hasColors, channels,
+                                                                 numChannels, maxIndices));
 }
 
 Mesh* Mesh::createInPool(uint8* pool, uint32 maxVertices, uint32 positionComponents,

@@ -101,6 +101,102 @@ TEST(PsFuncCurve, LoopArithmeticInDoublePrecision)
     EXPECT_EQ(expected, r.object.wrapTime(t));
 }
 
+// The loop in single precision but for the remainder: the distance to the end
+// and the period are float differences, the remainder is taken in double and
+// the result is a float sum.
+float loopedLeft(float timeStart, float timeEnd, float t)
+{
+    const float distance = timeStart - t;
+    const float period = timeEnd - timeStart;
+    const float remainder = static_cast<float>(std::fmod(double(distance), double(period)));
+    return timeEnd - remainder;
+}
+
+float loopedRight(float timeStart, float timeEnd, float t)
+{
+    const float distance = t - timeEnd;
+    const float period = timeEnd - timeStart;
+    const float remainder = static_cast<float>(std::fmod(double(distance), double(period)));
+    return timeStart + remainder;
+}
+
+TEST(PsFuncCurve, LoopDistancesAreFloatDifferences)
+{
+    // 0.1f - (-1e8f) rounds to 1e8 in float; in double it would keep the 0.1
+    // and the remainder would move by it.
+    auto r = loadCurve(CurveData{0.1f, 0.7f, true, true, {{0.1f, 0.7f, {0.0f, 6.0f}}}});
+    const float left = -1.0e8f;
+    EXPECT_EQ(loopedLeft(0.1f, 0.7f, left), r.object.wrapTime(left));
+    EXPECT_NE(static_cast<float>(0.7 - std::fmod(0.1 - double(left), double(0.7f - 0.1f))),
+              r.object.wrapTime(left));
+    const float right = 3.0e7f;
+    EXPECT_EQ(loopedRight(0.1f, 0.7f, right), r.object.wrapTime(right));
+    EXPECT_NE(static_cast<float>(0.1 + std::fmod(double(right) - 0.7, double(0.7f - 0.1f))),
+              r.object.wrapTime(right));
+}
+
+TEST(PsFuncCurve, LoopMatchesTheSinglePrecisionSumEverywhere)
+{
+    // Odd ends and inputs over many magnitudes on both sides: the wrapped time
+    // is, bit for bit, the float sum of an end and the float remainder.
+    const float ends[][2] = {{0.1f, 0.7f}, {-3.3f, 17.9f}, {1000.25f, 1000.3f}, {-1e-3f, 2e-3f}, {5.0f, 1e6f}};
+    for (const auto& e : ends)
+    {
+        auto r = loadCurve(CurveData{e[0], e[1], true, true, {{e[0], e[1], {0.0f, 1.0f}}}});
+        for (float magnitude = 1e-4f; magnitude < 1e9f; magnitude *= 1.37f)
+        {
+            const float before = e[0] - magnitude;
+            const float after = e[1] + magnitude;
+            if (before < e[0])
+            {
+                const float wrapped = r.object.wrapTime(before);
+                EXPECT_EQ(loopedLeft(e[0], e[1], before), wrapped) << e[0] << " " << before;
+                EXPECT_GE(wrapped, e[0]);
+                EXPECT_LE(wrapped, e[1]);
+            }
+            if (after > e[1])
+            {
+                const float wrapped = r.object.wrapTime(after);
+                EXPECT_EQ(loopedRight(e[0], e[1], after), wrapped) << e[1] << " " << after;
+                EXPECT_GE(wrapped, e[0]);
+                EXPECT_LE(wrapped, e[1]);
+            }
+        }
+    }
+}
+
+TEST(PsFuncCurve, ZeroWidthFirstSegmentReadsItsFirstValue)
+{
+    // Two keys at time 0, then a ramp: the step at 0 has no width.
+    auto r = loadCurve(CurveData{0.0f, 2.0f, false, false,
+                                 {{0.0f, 0.0f, {3.0f, 7.0f}}, {0.0f, 2.0f, {7.0f, 9.0f}}}});
+    EXPECT_EQ(3.0f, r.object.evaluate(0.0f));
+    // Inputs clamped to the start read it too.
+    EXPECT_EQ(3.0f, r.object.evaluate(-0.5f));
+    EXPECT_EQ(3.0f, r.object.evaluate(-1e30f));
+    // Everything past it is unchanged.
+    EXPECT_EQ(8.0f, r.object.evaluate(1.0f));
+    EXPECT_EQ(9.0f, r.object.evaluate(2.0f));
+    EXPECT_FLOAT_EQ(7.0f + 2e-6f, r.object.evaluate(2e-6f));
+    // A NaN stays a NaN.
+    EXPECT_TRUE(std::isnan(r.object.evaluate(NAN)));
+}
+
+TEST(PsFuncCurve, ZeroWidthSegmentsWithOneOrManyValues)
+{
+    auto one = loadCurve(CurveData{1.0f, 3.0f, true, false,
+                                   {{1.0f, 1.0f, {5.0f}}, {1.0f, 3.0f, {0.0f, 2.0f}}}});
+    EXPECT_EQ(5.0f, one.object.evaluate(1.0f));
+    // Looped on the left: -1 wraps to 3 - fmod(2, 2) = 3, the end.
+    EXPECT_EQ(2.0f, one.object.evaluate(-1.0f));
+    EXPECT_EQ(1.5f, one.object.evaluate(2.5f));
+
+    auto many = loadCurve(CurveData{0.5f, 0.5f, false, false, {{0.5f, 0.5f, {4.0f, 5.0f, 6.0f}}}});
+    EXPECT_EQ(4.0f, many.object.evaluate(0.5f));
+    EXPECT_EQ(4.0f, many.object.evaluate(0.0f));
+    EXPECT_EQ(4.0f, many.object.evaluate(9.0f));
+}
+
 TEST(PsFuncCurve, SegmentEndReadsLastValueOfThatSegment)
 {
     auto r = loadCurve(CurveData{0.0f, 2.0f, false, false,

@@ -198,6 +198,26 @@ TEST(PsFuncNoiseImage, OwnImageSetAndGet)
     EXPECT_EQ(glm::vec3(0.0f), im.getPixel(2, 2, 3));
 }
 
+TEST(PsFuncNoiseImage, PoolSizesAreWhatTheAllocatorUses)
+{
+    // Size 1 holds 12 bytes of pixels, not a multiple of the alignment; makeOwnImage checks
+    // that the computed size is exactly what creation used.
+    for (std::uint32_t deg2Size = 0; deg2Size <= 4; ++deg2Size)
+    {
+        PooledImage own = makeOwnImage(deg2Size);
+        EXPECT_EQ(Ps::Allocator::aligned(sizeof(ImageNoise3)) +
+                      Ps::Allocator::alignedArray(1u << deg2Size, sizeof(glm::vec3*)) +
+                      Ps::Allocator::alignedArray(1u << (3 * deg2Size), sizeof(glm::vec3)),
+                  own.pool.size())
+            << deg2Size;
+        EXPECT_EQ(1u << deg2Size, own.image->getSize());
+    }
+    std::vector<std::uint8_t> pool(ImageNoise3::poolSizeToCreatePregenerated());
+    Ps::Allocator allocator(pool.data(), static_cast<std::uint32_t>(pool.size()));
+    ImageNoise3::createPregenerated(Ps::noisePlanesPtr, 6, allocator);
+    EXPECT_EQ(pool.size(), allocator.getUsedSize());
+}
+
 TEST(PsFuncNoiseImage, LinearBlendsAlongZThenYThenX)
 {
     PooledImage r = makeOwnImage(3);

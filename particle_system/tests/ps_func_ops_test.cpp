@@ -77,12 +77,6 @@ T output(const PsTest::Running& r, uint8_t op, uint32_t index = 0)
     return *desc.getPtr(inst);
 }
 
-void writeExts(Sl::Saver& s, std::initializer_list<Ext> exts)
-{
-    for (const Ext& e : exts)
-        PsTest::writeExt(s, "input", e);
-}
-
 uint8_t opOfExts(PsTest::EmitterWriter& e, uint8_t factory, std::initializer_list<Ext> exts)
 {
     std::vector<Ext> copy(exts);

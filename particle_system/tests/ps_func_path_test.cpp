@@ -100,6 +100,40 @@ TEST(PsFuncPath, SegmentsCoverSharesOfTheLength)
     EXPECT_EQ(glm::vec3(0, 1, 0), d);
 }
 
+TEST(PsFuncPath, ZeroLengthFirstSegmentReadsItsFirstPoint)
+{
+    // A first segment that covers no share of the length: two points at the
+    // same place, read at 0 and at every input clamped to 0.
+    auto r = loadPath<glm::vec2>({{0.0f, 0.0f, {{1, 1}, {1, 2}}}, {0.0f, 1.0f, {{1, 2}, {5, 2}}}});
+    glm::vec2 p, d;
+    r.object.evaluate(0.0f, p, d);
+    EXPECT_EQ(glm::vec2(1, 1), p);
+    EXPECT_EQ(glm::vec2(0, 1), d);
+    r.object.evaluate(-2.0f, p, d);
+    EXPECT_EQ(glm::vec2(1, 1), p);
+    EXPECT_EQ(glm::vec2(0, 1), d);
+    // The rest of the path is unchanged.
+    r.object.evaluate(0.5f, p, d);
+    EXPECT_EQ(glm::vec2(3, 2), p);
+    EXPECT_EQ(glm::vec2(1, 0), d);
+    r.object.evaluate(1.0f, p, d);
+    EXPECT_EQ(glm::vec2(5, 2), p);
+    r.object.evaluate(NAN, p, d);
+    EXPECT_TRUE(std::isnan(p.x));
+}
+
+TEST(PsFuncPath, PathOfNoLengthReadsItsFirstPoint)
+{
+    auto r = loadPath<glm::vec3>({{1.0f, 1.0f, {{0, 0, 4}, {0, 3, 4}, {0, 3, 8}}}});
+    glm::vec3 p, d;
+    for (float t : {1.0f, 0.0f, 0.5f, 7.0f})
+    {
+        r.object.evaluate(t, p, d);
+        EXPECT_EQ(glm::vec3(0, 0, 4), p) << t;
+        EXPECT_EQ(glm::vec3(0, 1, 0), d) << t;
+    }
+}
+
 TEST(PsFuncPath, SegmentOfOnePointIsRefused)
 {
     const auto bytes = PsFuncTest::bytesOf([](Sl::Saver& s) {

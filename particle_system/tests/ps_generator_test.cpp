@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "debug/debug_check.h"
 #include "particle_system/ps_emitter.h"
 #include "particle_system/ps_generator_distance.h"
 #include "particle_system/ps_generator_periodic.h"
@@ -262,6 +263,97 @@ TEST(PsGeneratorDistance, ShootsAlongTheWay)
     // The phase (0.5 left) carries over: half a segment further gives the next shot.
     frame(r, glm::vec3(3.0f, 0.0f, 0.0f));
     EXPECT_EQ(r.emitter().getNumActiveParticles(), 4u);
+}
+
+// Shots per step are bounded: beyond 2^24 a float count no longer drops by one per shot and
+// the loop would never end, so such a step is refused with an assertion instead.
+TEST(PsGeneratorPeriodic, RateTooHighForOneStepIsRefused)
+{
+    for (float rate : {1e9f, 7e7f, std::numeric_limits<float>::max(),
+                       std::numeric_limits<float>::infinity()})
+    {
+        BirthEffect e(4.0f, Ext(rate));
+        PsTest::Running r = PsTest::run(e.effect.bytes());
+        EXPECT_THROW(frame(r), Debug::CheckException) << rate;
+    }
+    // A huge start phase counts as well.
+    BirthEffect phase(4.0f, Ext(1.0f), 1e30f);
+    PsTest::Running r = PsTest::run(phase.effect.bytes());
+    EXPECT_THROW(frame(r), Debug::CheckException);
+}
+
+TEST(PsGeneratorPeriodic, HighRateBelowTheBoundFinishesTheStep)
+{
+    // 250000 shots in one step into a pool of 1000: the step ends, the pool is full and the
+    // fraction left over stays below one shot.
+    BirthEffect e(4.0f, Ext(1000002.0f));
+    PsTest::Running r = PsTest::run(e.effect.bytes());
+    frame(r);
+    EXPECT_EQ(1000u, r.emitter().getNumActiveParticles());
+    EXPECT_GE(periodicData(r).phase, 0.0f);
+    EXPECT_LT(periodicData(r).phase, 1.0f);
+    // The clock advanced shot by shot: the step's end, up to the rounding of 250000 sums.
+    EXPECT_NEAR(0.25f, r.emitter().getTime(), 1e-4f);
+}
+
+PsTest::Running distanceEffect(EffectWriter& effect, float segment, float startPhase = 0.0f)
+{
+    effect.fps(10.0f);
+    EmitterWriter& emitter = effect.emitter();
+    emitter.generatorDistance(Ext(segment), startPhase, 1);
+    emitter.maxParticles(100);
+    return PsTest::run(effect.bytes(), glm::vec3(0.0f));
+}
+
+TEST(PsGeneratorDistance, TinyDistanceOrLongWayIsRefused)
+{
+    {
+        // 100 units in segments of 1e-6: 1e8 shots in one step.
+        EffectWriter effect;
+        PsTest::Running r = distanceEffect(effect, 1e-6f);
+        EXPECT_THROW(frame(r, glm::vec3(100.0f, 0.0f, 0.0f)), Debug::CheckException);
+    }
+    {
+        // The smallest distance that is taken at all, over a short way.
+        EffectWriter effect;
+        PsTest::Running r = distanceEffect(effect, 2.0f * Ps::kEpsilon);
+        EXPECT_THROW(frame(r, glm::vec3(10.0f, 0.0f, 0.0f)), Debug::CheckException);
+    }
+    {
+        // A way of infinite length.
+        EffectWriter effect;
+        PsTest::Running r = distanceEffect(effect, 1.0f);
+        EXPECT_THROW(frame(r, glm::vec3(std::numeric_limits<float>::infinity(), 0.0f, 0.0f)),
+                     Debug::CheckException);
+    }
+    {
+        // A huge start phase.
+        EffectWriter effect;
+        PsTest::Running r = distanceEffect(effect, 1.0f, 1e30f);
+        EXPECT_THROW(frame(r, glm::vec3(1.0f, 0.0f, 0.0f)), Debug::CheckException);
+    }
+}
+
+TEST(PsGeneratorDistance, DistanceAtOrBelowEpsilonShootsNothing)
+{
+    for (float segment : {Ps::kEpsilon, 0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN()})
+    {
+        EffectWriter effect;
+        PsTest::Running r = distanceEffect(effect, segment);
+        frame(r, glm::vec3(1e6f, 0.0f, 0.0f));
+        EXPECT_EQ(0u, r.emitter().getNumActiveParticles()) << segment;
+        EXPECT_EQ(glm::vec3(1e6f, 0.0f, 0.0f), r.emitter().getEmitterPosition());
+    }
+}
+
+TEST(PsGeneratorDistance, ManyShotsBelowTheBoundFinishTheStep)
+{
+    // 2e6 segments in one step into a pool of 100.
+    EffectWriter effect;
+    PsTest::Running r = distanceEffect(effect, 0.5f);
+    frame(r, glm::vec3(1e6f, 0.0f, 0.0f));
+    EXPECT_EQ(100u, r.emitter().getNumActiveParticles());
+    EXPECT_EQ(glm::vec3(1e6f, 0.0f, 0.0f), r.emitter().getEmitterPosition());
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -183,6 +184,67 @@ TEST(PsMeshFactory, PoolSizeCoversTheMeshExactly)
     const std::uint8_t channels[] = {2};
     EXPECT_EQ(Mesh::computePoolSizeWithMeshObject(20, 3, true, true, channels, 1, 30),
               factory.getInstancePoolSizeWithObject());
+}
+
+// Mesh pool sizes for every small particle count, both kinds and every vertex
+// layout: many of the data blocks are not a multiple of the allocator's
+// alignment (a quad mesh of one particle without normals and colours holds
+// 4 + 80 + 24 = 108 bytes).
+template <class Factory>
+void checkMeshesTakeTheirCountedBytesInAPool(bool hasNormals, bool hasColors)
+{
+    const std::uint8_t channels[] = {2};
+    for (std::uint32_t particles = 0; particles < 12; ++particles)
+    {
+        const Factory factory(particles, hasNormals, hasColors);
+        const std::uint32_t block =
+            Mesh::computePoolSize(factory.getMaxVertices(), 3, hasNormals, hasColors, channels, 1,
+                                  factory.getMaxIndices());
+        const std::uint32_t size = factory.getInstancePoolSizeWithObject();
+        EXPECT_EQ(Ps::Allocator::aligned(sizeof(Mesh)) + Ps::Allocator::aligned(block), size)
+            << particles;
+        EXPECT_EQ(0u, size % Ps::Allocator::kAlignment) << particles;
+
+        // Three meshes placed one after the other, as an instance places them: each takes
+        // exactly its counted bytes, stays aligned and writes nothing beyond them.
+        const std::uint32_t poolSize = 3 * Ps::Allocator::aligned(size);
+        std::vector<std::uint8_t> pool(poolSize + 16, 0xCD);
+        Ps::Allocator allocator(pool.data(), poolSize);
+        for (int m = 0; m < 3; ++m)
+        {
+            std::uint8_t* at = allocator.alloc(size);
+            Mesh* mesh = factory.create(at);
+            EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(mesh) % alignof(Mesh));
+            EXPECT_EQ(at + Ps::Allocator::aligned(sizeof(Mesh)), mesh->getData());
+            EXPECT_EQ(block, mesh->getDataSize());
+            EXPECT_LE(mesh->getData() + mesh->getDataSize(), at + size);
+        }
+        EXPECT_EQ(poolSize, allocator.getUsedSize());
+        for (std::uint32_t i = poolSize; i < pool.size(); ++i)
+            EXPECT_EQ(0xCD, pool[i]) << particles;
+    }
+}
+
+TEST(PsMeshFactory, MeshesTakeTheirCountedBytesInAPool)
+{
+    for (bool hasNormals : {false, true})
+        for (bool hasColors : {false, true})
+        {
+            checkMeshesTakeTheirCountedBytesInAPool<MeshFactoryQuads>(hasNormals, hasColors);
+            checkMeshesTakeTheirCountedBytesInAPool<MeshFactoryStrip>(hasNormals, hasColors);
+        }
+}
+
+TEST(PsMesh, OddBlockIsRoundedAsTheAllocatorRounds)
+{
+    // One vertex of 3 floats and one index behind a 2-float channel: 4 + 20 + 4 = 28 bytes.
+    const std::uint8_t channels[] = {2};
+    ASSERT_EQ(28u, Mesh::computePoolSize(1, 3, false, false, channels, 1, 1));
+    EXPECT_EQ(Ps::Allocator::aligned(sizeof(Mesh)) + Ps::Allocator::aligned(28),
+              Mesh::computePoolSizeWithMeshObject(1, 3, false, false, channels, 1, 1));
+    // Without channels, colours on (the debug meshes): 16 bytes a vertex, 3 indices.
+    EXPECT_EQ(Ps::Allocator::aligned(sizeof(Mesh)) + Ps::Allocator::aligned(3 * 16 + 3 * 4),
+              Mesh::computePoolSizeWithMeshObject(3, 3, false, true, nullptr, 0, 3));
 }
 
 // The tail of a mesh entry of a compiled effect: "has_normals", "has_colors",

@@ -33,8 +33,9 @@ public:
                                   uint32 maxIndices);
 
     // Bytes of the Mesh object followed by its data block, as createInPool
-    // uses them (a multiple of 8, so that meshes placed one after the other
-    // keep the object's alignment).
+    // uses them: each part rounded with Allocator::aligned, so that meshes
+    // placed one after the other in a pool keep the object's alignment and
+    // take exactly the bytes counted for them.
     static uint32 computePoolSizeWithMeshObject(uint32 maxVertices, uint32 positionComponents,
                                                 bool hasNormals, bool hasColors,
                                                 const uint8* channels, uint32 numChannels,

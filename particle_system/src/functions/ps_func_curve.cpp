@@ -26,25 +26,43 @@ inline std::int32_t sampleIndex(float x, std::uint32_t numValues)
     return x > last ? static_cast<std::int32_t>(numValues - 1) : 0;
 }
 
+// Where t lies in a segment from start to end, 0 to 1. A segment of no width
+// (two keys at the same time) is read at its start, its first value, rather
+// than dividing 0 by 0; a NaN input stays NaN as in any other segment.
+inline float segmentFraction(float t, float start, float end)
+{
+    const float width = end - start;
+    if (width == 0.0f)
+        return std::isnan(t) ? t : 0.0f;
+    return (t - start) / width;
+}
+
 } // namespace
 
 float FuncCurve::wrapTime(float t) const
 {
+    // Single precision throughout, but for the remainder: that is taken in
+    // double and comes back to float (exactly: the remainder of two floats is
+    // a float) before it is added to the end it is measured from.
     if (t < timeStart)
     {
         if (loopBefore)
-            t = static_cast<float>(
-                static_cast<double>(timeEnd) -
-                std::fmod(static_cast<double>(timeStart - t), static_cast<double>(timeEnd - timeStart)));
+        {
+            const double remainder =
+                std::fmod(static_cast<double>(timeStart - t), static_cast<double>(timeEnd - timeStart));
+            t = timeEnd - static_cast<float>(remainder);
+        }
         else
             t = timeStart;
     }
     if (t > timeEnd)
     {
         if (loopAfter)
-            t = static_cast<float>(
-                static_cast<double>(timeStart) +
-                std::fmod(static_cast<double>(t - timeEnd), static_cast<double>(timeEnd - timeStart)));
+        {
+            const double remainder =
+                std::fmod(static_cast<double>(t - timeEnd), static_cast<double>(timeEnd - timeStart));
+            t = timeStart + static_cast<float>(remainder);
+        }
         else
             t = timeEnd;
     }
@@ -61,7 +79,7 @@ float FuncCurve::evaluate(float input) const
     DEBUG_ASSERT(it != curve.segments_ + curve.numSegments_);
     const Segment& segment = *it;
     const float x = static_cast<float>(segment.numValues - 1) *
-                    ((t - segment.timeStart) / (segment.timeEnd - segment.timeStart));
+                    segmentFraction(t, segment.timeStart, segment.timeEnd);
     const std::int32_t i = sampleIndex(x, segment.numValues);
     const float f = x - std::floor(x);
     return segment.values[i] + f * (segment.values[i + 1] - segment.values[i]);

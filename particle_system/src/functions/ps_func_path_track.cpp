@@ -38,8 +38,12 @@ void FuncPathTrack<T>::evaluate(float input, T& position, T& direction) const
         [](const Segment& segment, float value) { return segment.normEnd < value; });
     DEBUG_ASSERT(it != segments_ + numSegments_);
     const Segment& seg = *it;
-    const float x =
-        static_cast<float>(seg.numValues_ - 1) * ((t - seg.normStart) / (seg.normEnd - seg.normStart));
+    // A segment of no length is read at its start instead of dividing 0 by 0
+    // (a NaN input stays NaN, as in any other segment).
+    const float width = seg.normEnd - seg.normStart;
+    const float fraction =
+        width != 0.0f ? (t - seg.normStart) / width : (std::isnan(t) ? t : 0.0f);
+    const float x = static_cast<float>(seg.numValues_ - 1) * fraction;
     const std::int32_t i = pointIndex(x, seg.numValues_);
     const float f = x - std::floor(x);
     position = seg.values[i] + (seg.values[i + 1] - seg.values[i]) * f;
