@@ -2,7 +2,10 @@
 // delete, and the C allocation functions, with counting versions, and runs instances of a
 // non-trivial effect for hundreds of frames of update and construct.
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstring>
 #include <cstdlib>
 #include <new>
 
@@ -10,6 +13,8 @@
 
 #include "particle_system/ps_mesh.h"
 #include "ps_constructor_test_writer.h"
+#include "ps_determinism_dump.h"
+#include "ps_functions_effect.h"
 #include "ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
@@ -325,6 +330,111 @@ TEST(PsAllocation, ConstructorsAllocateNothing)
     EXPECT_GT(maxPolygons, 300u);
     for (uint32_t i = 0; i < 4; ++i)
         EXPECT_GT(r.get().getStats().emitters[i].numPolygons, 0u) << i;
+}
+
+// Curves, a path, a painted area, linear and cubic noise and expressions, per particle in the
+// init, update and construct chains, with quads built from them.
+TEST(PsAllocation, FunctionOperationsAllocateNothing)
+{
+    PsTest::Running a = PsTest::run(PsTest::functionsEffect(3));
+    PsTest::Running b = PsTest::run(PsTest::functionsEffect(4));
+    std::optional<Ps::RenderConfig> config{Ps::RenderConfig{}};
+    config->emitters.resize(1);
+    config->emitters[0].wireframeId = 5;
+    config->emitters[0].renderPositions = true;
+    config->emitters[0].positionsId = 2;
+    const std::optional<Ps::RenderConfig> none;
+    // Where each particle keeps its values (life, area point, phase, cubic noise, path
+    // direction), found before counting.
+    Ps::EmitterInst& watched = a.emitter();
+    const std::vector<PsDeterminism::ValueSlot> slots = PsDeterminism::particleValueSlots(watched);
+    ASSERT_EQ(5u, slots.size());
+    uint32_t numFloats = 0;
+    for (const PsDeterminism::ValueSlot& slot : slots)
+        numFloats += slot.size / 4;
+    ASSERT_EQ(10u, numFloats);  // 1 + 2 + 1 + 3 + 3
+    std::array<float, 10> lowest;
+    std::array<float, 10> highest;
+    lowest.fill(1e30f);
+    highest.fill(-1e30f);
+    glm::vec3 lowPosition(1e30f), highPosition(-1e30f);
+    uint32_t lowColour = 0xffffffffu, highColour = 0;
+
+    gAllocations = 0;
+    gReleases = 0;
+    gCounting = true;
+    uint32_t minParticles = 0xffffffffu;
+    uint32_t maxPolygons = 0;
+    uint32_t maxWireframe = 0;
+    for (int f = 0; f < 600; ++f)
+    {
+        const float angle = 0.015f * static_cast<float>(f);
+        const glm::vec3 position(std::cos(angle) * 4.0f, std::sin(angle), 0.0f);
+        const glm::quat rotation(std::cos(angle * 0.5f), 0.0f, std::sin(angle * 0.5f), 0.0f);
+        a.get().update(position, rotation, 0.01f + 0.01f * static_cast<float>(f % 3));
+        b.get().updateFrame(position, rotation);
+        a.get().construct(glm::vec3(0, 0, 1), glm::vec3(0, 1, 0), glm::vec3(1, 0, 0), f % 2 ? config : none);
+        b.get().construct(glm::vec3(0, 0, -1), glm::vec3(0, 1, 0), glm::vec3(-1, 0, 0), config);
+        if (f < 120)
+            continue;  // past the start, when the pool has filled
+        minParticles = std::min(minParticles, watched.getNumActiveParticles());
+        maxPolygons = std::max(maxPolygons, a.get().getStats().numPolygons);
+        maxWireframe = std::max(maxWireframe, b.get().getWireframeMesh().getNumVertices());
+        // The active list, from the newest; it ends with a particle linked to itself.
+        std::optional<uint32_t> next = watched.getHead();
+        while (next)
+        {
+            const uint32_t i = *next;
+            next = watched.getLink(i) == i ? std::nullopt : std::optional<uint32_t>(watched.getLink(i));
+            const uint8_t* record = watched.getParticleDynamicDataAt(i);
+            uint32_t k = 0;
+            for (const PsDeterminism::ValueSlot& slot : slots)
+                for (uint32_t o = 0; o < slot.size; o += 4, ++k)
+                {
+                    float v;
+                    std::memcpy(&v, record + slot.offset + o, sizeof v);
+                    lowest[k] = std::min(lowest[k], v);
+                    highest[k] = std::max(highest[k], v);
+                }
+            const glm::vec3& p = watched.getParticleInfoAt(i).position;
+            lowPosition = glm::min(lowPosition, p);
+            highPosition = glm::max(highPosition, p);
+        }
+        const Ps::Mesh& mesh = a.get().getMesh(0);
+        for (uint32_t v = 0; v < mesh.getNumVertices(); ++v)
+        {
+            uint32_t colour;
+            std::memcpy(&colour, mesh.getVertex(v) + mesh.getColorOffset(), sizeof colour);
+            lowColour = std::min(lowColour, colour & 0xffffffu);
+            highColour = std::max(highColour, colour & 0xffffffu);
+        }
+    }
+    gCounting = false;
+    EXPECT_EQ(gAllocations.load(), 0u);
+    EXPECT_EQ(gReleases.load(), 0u);
+
+    // The particles lived and were built: the pool stayed well filled, quads in every frame,
+    // wireframes copied.
+    EXPECT_GT(minParticles, 100u);
+    EXPECT_GT(maxPolygons, 200u);
+    EXPECT_GT(maxWireframe, 400u);
+    EXPECT_GT(b.get().getStats().numParticles, 100u);
+    // And the functions gave values that vary from particle to particle: age up to 1.5 s, area
+    // points across the painted cells ((-4, -2) to (4, 2), the middle third unpainted), phases,
+    // noise, path directions, positions, noise colours.
+    EXPECT_LT(lowest[0], 0.1f);
+    EXPECT_GT(highest[0], 1.3f);
+    EXPECT_LT(lowest[1], -2.0f);
+    EXPECT_GT(highest[1], 2.0f);
+    EXPECT_LT(lowest[2], -1.0f);
+    EXPECT_GT(highest[2], 1.0f);
+    EXPECT_LT(lowest[3], -0.5f);
+    EXPECT_GT(highest[3], 0.5f);
+    for (uint32_t k = 4; k < 10; ++k)
+        EXPECT_GT(highest[k] - lowest[k], 0.1f) << k;
+    for (int c = 0; c < 3; ++c)
+        EXPECT_GT(highPosition[c] - lowPosition[c], 1.0f) << c;
+    EXPECT_NE(lowColour, highColour);
 }
 
 } // namespace
