@@ -457,6 +457,40 @@ TEST(PsConstructorStrip, NParticlesGiveNMinusOneJoinedSegments)
     }
 }
 
+TEST(PsConstructorStrip, SideIsTheWayToTheOlderEndCrossedWithTheView)
+{
+    PsTest::StripFields fields;
+    fields.size = PsTest::Ext(4.0f);
+    PsTest::Running r = runMoving(stripEffect(10, fields), 5);
+    const uint32_t n = r.emitter().getNumActiveParticles();
+    ASSERT_GE(n, 3u);
+    r.get().construct(kDir, kUp, kRight, std::nullopt);
+    const Ps::Mesh& mesh = r.get().getMesh(0);
+    ASSERT_EQ(5u * (n - 1), mesh.getNumVertices());
+    const std::vector<vec3> positions = PsTest::activePositions(r.emitter());
+    const vec3 emitterPosition = r.emitter().getEmitterPosition();
+    int checked = 0;
+    for (uint32_t s = 0; s + 1 < n; ++s)
+    {
+        const vec3 from = positions[s];
+        const vec3 to = s == 0 ? emitterPosition : positions[s - 1];
+        if (glm::length(to - from) <= 1e-3f)
+            continue;
+        // side = normalize((near end - far end) x view direction); vertex 1 lies
+        // half the size along it, vertex 0 against it. The far end shares it:
+        // the younger record takes the side of the older one.
+        const vec3 side = glm::normalize(glm::cross(from - to, kDir));
+        expectNear(4.0f * side, vertexOf(mesh, 5 * s + 1).position - vertexOf(mesh, 5 * s + 0).position);
+        expectNear(4.0f * side, vertexOf(mesh, 5 * s + 2).position - vertexOf(mesh, 5 * s + 4).position);
+        // The emitter runs along +x, so the older end lies towards -x and the
+        // side, seen along -z, points down.
+        expectNear(vec3(0.0f, -4.0f, 0.0f),
+                   vertexOf(mesh, 5 * s + 1).position - vertexOf(mesh, 5 * s + 0).position);
+        ++checked;
+    }
+    EXPECT_GE(checked, 2);
+}
+
 TEST(PsConstructorStrip, NewestUStartsFromTheTravelledDistance)
 {
     PsTest::StripFields fields;

@@ -64,6 +64,10 @@ TEST(PsFuncMath, Rot2VecAndVec2Rot)
     EXPECT_FLOAT_EQ(2.0f, v.y);
     EXPECT_EQ(0.0f, Ps::funcVec2Rot(glm::vec2(0, 0)));
     EXPECT_EQ(0.0f, Ps::funcVec2Rot(glm::vec2(1e-39f, -1e-39f)));
+    // Only components below the smallest normal float count as zero: one of
+    // exactly that size still has its angle.
+    EXPECT_FLOAT_EQ(90.0f, Ps::funcVec2Rot(glm::vec2(0.0f, 1.1754944e-38f)));
+    EXPECT_FLOAT_EQ(-90.0f, Ps::funcVec2Rot(glm::vec2(-0.0f, -1.1754944e-38f)));
     EXPECT_FLOAT_EQ(90.0f, Ps::funcVec2Rot(glm::vec2(0, 1)));
     EXPECT_FLOAT_EQ(180.0f, Ps::funcVec2Rot(glm::vec2(-3, 0)));
     EXPECT_FLOAT_EQ(-45.0f, Ps::funcVec2Rot(glm::vec2(1, -1)));
@@ -108,6 +112,22 @@ TEST(PsFuncMath, RandomVectorsLieOnCircleAndSphere)
     EXPECT_EQ(2.0f * second - 1.0f, u.z);
     const float phi = first * 3.1415927f + first * 3.1415927f;
     EXPECT_EQ(std::cos(phi) * std::sqrt(1.0f - u.z * u.z), u.x);
+    EXPECT_EQ(std::sin(phi) * std::sqrt(1.0f - u.z * u.z), u.y);
+}
+
+TEST(PsFuncMath, RandomVec2AngleIsOneDrawTimesTwoPi)
+{
+    // The angle is the draw times 6.283185 (not the float nearest 2 pi), x from
+    // its cosine, y from its sine; then the radius.
+    for (std::uint32_t seed : {1u, 8u, 77u, 4000000000u})
+    {
+        Ps::RandomGenerator a(seed), b(seed);
+        const float angle = b.generateNormFloat() * 6.283185f;
+        const glm::vec2 v = Ps::funcRandomVec2(a, 2.5f);
+        EXPECT_EQ(std::cos(angle) * 2.5f, v.x) << seed;
+        EXPECT_EQ(std::sin(angle) * 2.5f, v.y) << seed;
+        EXPECT_EQ(b.generateUint32(), a.generateUint32()) << seed;
+    }
 }
 
 TEST(PsFuncMath, RotationFromAxesFollowsFirstAxisExactly)

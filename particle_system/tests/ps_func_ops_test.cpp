@@ -406,6 +406,26 @@ TEST(PsFuncOps, NoiseRepeatsEverySmoothnessUnits)
     }
 }
 
+TEST(PsFuncOps, AdditiveNoiseAddsTheAnimatedPosition)
+{
+    // The additive form moves the animated point itself by the noise, not the input.
+    const Ps::ImageNoise3& image = PsTest::context().getNoiseImage();
+    const vec3 animation(2.0f, -1.0f, 0.5f);
+    Ps::FuncNoise3Params plain{1, vec3(-1, 0, -2), vec3(1, 3, 2), animation, false};
+    Ps::FuncNoise3Params additive = plain;
+    additive.additive = true;
+    const vec3 input(3.5f, 8.25f, -6.0f);
+    const float systemTime = 4.0f;
+    const vec3 moved = input + systemTime * animation; // exact in float: (11.5, 4.25, -4)
+    const vec3 noise = plain.evaluate(image, input, 9.0f, 1.5f, systemTime);
+    EXPECT_EQ(noise + moved, additive.evaluate(image, input, 9.0f, 1.5f, systemTime));
+    // And the sample is taken at the animated point: no animation at an input
+    // already moved gives the same noise.
+    Ps::FuncNoise3Params still = plain;
+    still.animation = vec3(0.0f);
+    EXPECT_EQ(noise, still.evaluate(image, moved, 9.0f, 1.5f, 123.0f));
+}
+
 // ---- Force move -------------------------------------------------------------------
 
 TEST(PsFuncOps, ForceMoveReadsItsListsOfForcesAndWinds)
