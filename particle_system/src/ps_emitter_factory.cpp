@@ -112,12 +112,10 @@ uint32 EmitterFactory::computePoolSize(Sl::Loader& loader, const Context& contex
     for (uint32 c = 0; c < Emitter::CH_Count; ++c)
     {
         Sl::ScopedLoaderGroup group(loader, 0);
+        // The indices are checked when the chain is built.
         const uint32 length = readU8(loader);
         for (uint32 i = 0; i < length; ++i)
-        {
-            const uint32 operationIndex = readU8(loader);
-            DEBUG_ASSERT(operationIndex < numOperations);
-        }
+            loader.skipUint8();
         size += Allocator::alignedArray(length, sizeof(Operation*));
     }
     loader.skipBool();    // standalone

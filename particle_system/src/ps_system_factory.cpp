@@ -7,25 +7,16 @@
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_system.h"
 #include "particle_system/ps_value_io.h"
+#include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_scoped_group.h"
+
+#include <vector>
 
 namespace Ps
 {
 
 namespace
 {
-
-// Counts the bytes of a binary value and drops them.
-class CountingSink final : public Sl::BinarySink
-{
-public:
-    void reserve(uint32_t totalSize) override { size_ = totalSize; }
-    void append(const uint8_t*, uint32_t) override {}
-    uint32 size() const { return size_; }
-
-private:
-    uint32 size_ = 0;
-};
 
 // The system object: the pool's only System.
 class SystemInPool final : public System
@@ -55,11 +46,15 @@ uint32 SystemFactory::computePoolSize(Sl::Loader& loader, const Context& context
     for (uint32 i = 0; i < numTextures; ++i)
     {
         const uint32 dataSize = readU32(loader);
-        CountingSink sink;
-        loader.readBinary(sink);
-        DEBUG_ASSERT(dataSize == sink.size());
+        // The same check as the second pass, so that a broken name is reported alike.
+        DEBUG_ASSERT(dataSize == loader.readBinarySize());
         size += Allocator::aligned(dataSize);
         Allocator::checkedSize(size);
+        // The bytes must be in the stream before they are read into a buffer of their size.
+        if (dataSize > loader.maxDataLeft())
+            throw Sl::EndOfBufferException();
+        std::vector<uint8> name(dataSize);
+        loader.readBinaryData(name.data());
     }
     size += Allocator::alignedArray(numTextures ? numTextures : 1, sizeof(TextureFrame));
 
@@ -126,8 +121,8 @@ System* SystemFactory::createFromLoader(Sl::Loader& loader, Allocator& allocator
     for (uint32 i = 0; i < init.numTextures; ++i)
     {
         const uint32 dataSize = readU32(loader);
-        uint8* name = allocator.alloc(dataSize);
         DEBUG_ASSERT(dataSize == loader.readBinarySize());
+        uint8* name = allocator.alloc(dataSize);
         loader.readBinaryData(name);
         // A name is stored with its terminating NUL.
         DEBUG_ASSERT(dataSize > 0 && name[dataSize - 1] == 0);

@@ -118,14 +118,14 @@ public:
     OperationFactory() = default;
     OperationFactory(const OperationFactory&) = delete;
     OperationFactory& operator=(const OperationFactory&) = delete;
+    // Factories live in the context's pool and are never destroyed through this base; the
+    // destructor is virtual only so that the other operations follow it in the table of slots.
+    virtual ~OperationFactory() = default;
 
     virtual std::optional<EnumOperationSpecialType> getSpecialType() const = 0;
     virtual Operation* createOperation(Sl::Loader& loader, EmitterFactory& emitterFactory,
                                        Allocator& allocator) const = 0;
     virtual uint32 computePoolSize(Sl::Loader& loader) const = 0;
-
-protected:
-    ~OperationFactory() = default;
 };
 
 // The usual factory. T provides:
