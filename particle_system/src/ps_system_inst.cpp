@@ -139,6 +139,8 @@ void SystemInst::update(const glm::vec3& position, const glm::quat& rotation, fl
         lastRotation_ = rotation;
         return;
     }
+    // Every frame of the call is placed on the way from where the emitter stood when the call
+    // began (updateFrame moves the last position on), so a long call spreads its frames evenly.
     const glm::vec3 fromPosition = lastPosition_;
     const glm::quat fromRotation = lastRotation_;
     float done = 0.0f;

@@ -356,4 +356,84 @@ TEST(PsGeneratorDistance, ManyShotsBelowTheBoundFinishTheStep)
     EXPECT_EQ(glm::vec3(1e6f, 0.0f, 0.0f), r.emitter().getEmitterPosition());
 }
 
+// The birth moments over many frames, bit for bit: each shot advances the clock by
+// (1 - current) / rate from the last one, and the phase carries the fraction of a shot over.
+TEST(PsGeneratorPeriodic, BirthMomentsFollowTheStepArithmeticExactly)
+{
+    BirthEffect e(30.0f, Ext(7.0f), 0.25f);
+    PsTest::Running r = PsTest::run(e.effect.bytes());
+    const float dt = r.get().getSystem().getFrameTime();
+    const float rate = 7.0f;
+    float time = 0.0f;
+    float phase = 0.25f;
+    std::vector<float> expected;
+    for (int f = 0; f < 90; ++f)
+    {
+        frame(r);
+        float t = time;
+        float remaining = dt;
+        float total = dt * rate + phase;
+        float current = phase;
+        while (total >= 1.0f)
+        {
+            const float step = (1.0f - current) / rate;
+            remaining -= step;
+            t += step;
+            expected.insert(expected.begin(), t);
+            total -= 1.0f;
+            current = 0.0f;
+        }
+        phase = total;
+        time = t + remaining;
+        ASSERT_EQ(r.emitter().getTime(), time) << f;
+        ASSERT_EQ(periodicData(r).phase, phase) << f;
+    }
+    ASSERT_EQ(expected.size(), 21u);
+    EXPECT_EQ(floatParams(r, 2), expected);
+}
+
+// The distance generator places its shots at k = (1 - phase) / increment and every
+// 1 / increment after, and dates them t + dt * k.
+TEST(PsGeneratorDistance, ShotsFollowTheStepArithmeticExactly)
+{
+    EffectWriter effect;
+    effect.fps(10.0f).fixedSeed(2);
+    EmitterWriter& emitter = effect.emitter();
+    emitter.generatorDistance(Ext(0.5f), 0.3f, 1);  // 0
+    const uint8_t time = emitter.globTime();        // 1
+    emitter.parameter(In{time, 0}, Ps::VT_Float);   // 2
+    emitter.initBoth({1, 2});
+    emitter.maxParticles(100);
+    PsTest::Running r = PsTest::run(effect.bytes(), glm::vec3(0.0f));
+    const float dt = r.get().getSystem().getFrameTime();
+    float t = 0.0f;
+    float phase = 0.3f;
+    glm::vec3 p0(0.0f);
+    std::vector<float> times;
+    std::vector<glm::vec3> positions;
+    for (int f = 1; f <= 12; ++f)
+    {
+        const glm::vec3 position(0.37f * static_cast<float>(f), 0.11f * static_cast<float>(f), 0.0f);
+        frame(r, position);
+        const glm::vec3 way = position - p0;
+        const float d = std::sqrt(way.x * way.x + way.y * way.y + way.z * way.z);
+        const float increment = d / 0.5f;
+        float total = increment + phase;
+        float k = (1.0f - phase) / increment;
+        while (total >= 1.0f)
+        {
+            positions.insert(positions.begin(), p0 + (position - p0) * k);
+            times.insert(times.begin(), t + dt * k);
+            total -= 1.0f;
+            k += 1.0f / increment;
+        }
+        phase = total;
+        t = t + dt;
+        p0 = position;
+    }
+    ASSERT_GT(times.size(), 8u);
+    EXPECT_EQ(floatParams(r, 2), times);
+    EXPECT_EQ(PsTest::activePositions(r.emitter()), positions);
+}
+
 } // namespace

@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "particle_system/ps_allocator.h"
+#include "particle_system/ps_emitter.h"
+#include "particle_system/ps_emitter_inst.h"
+#include "particle_system/ps_interpolation.h"
 #include "particle_system/ps_mesh.h"
 #include "ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
@@ -265,6 +268,142 @@ TEST(PsSystemInstRender, WireframeCopiesTheTrianglesAsLines)
     // Quad pattern 0, 3, 1: lines 0-3, 3-1, 1-0.
     const uint32_t* lines = wire.getIndices();
     EXPECT_EQ(std::vector<uint32_t>(lines, lines + 6), (std::vector<uint32_t>{0, 3, 3, 1, 1, 0}));
+}
+
+} // namespace
+
+namespace
+{
+
+using PsTest::EffectWriter;
+using PsTest::EmitterWriter;
+using PsTest::Ext;
+using PsTest::In;
+
+// Every frame of one call is placed on the straight way from where the emitter stood at the
+// call's start to where the call puts it, by the time already simulated: the frames of a long
+// call are spread evenly, not drawn towards the end.
+TEST(PsSystemInstUpdate, FramesOfOneCallAreSpreadEvenlyAlongTheWay)
+{
+    EffectWriter effect;
+    effect.fps(10.0f).fixedSeed(3);
+    EmitterWriter& emitter = effect.emitter();
+    emitter.generatorPeriodic(Ext(10.0f), 1.0f);
+    emitter.maxParticles(10);
+    PsTest::Running r = PsTest::run(effect.bytes(), glm::vec3(0.0f));
+    Ps::SystemInst& inst = r.get();
+    // Three frames (t = 0, 0.1 / 0.35, 0.2 / 0.35) from (0,0,0) to (7,0,0); 0.05 s stays.
+    inst.update(glm::vec3(7.0f, 0.0f, 0.0f), PsTest::kIdentity, 0.35f);
+    const std::vector<glm::vec3> positions = PsTest::activePositions(r.emitter());
+    ASSERT_EQ(positions.size(), 4u);
+    // Newest first: each frame shot once at its end, where the frame put the emitter.
+    EXPECT_NEAR(positions[0].x, 4.0f, 1e-5f);
+    EXPECT_NEAR(positions[1].x, 2.0f, 1e-5f);
+    EXPECT_EQ(positions[2].x, 0.0f);
+    EXPECT_EQ(positions[3].x, 0.0f);
+    EXPECT_NEAR(inst.getSubFrameTime(), 0.05f, 1e-6f);
+    EXPECT_EQ(inst.getLastPosition(), glm::vec3(7.0f, 0.0f, 0.0f));
+}
+
+// The rotation of each frame of a call is the spherical interpolation from the call's start.
+TEST(PsSystemInstUpdate, FrameRotationsAreInterpolatedFromTheCallsStart)
+{
+    EffectWriter effect;
+    effect.fps(10.0f).fixedSeed(3);
+    EmitterWriter& emitter = effect.emitter();
+    emitter.generatorPeriodic(Ext(10.0f), 1.0f);  // 0
+    const uint8_t rot = emitter.globEmitterRot();  // 1
+    emitter.parameter(In{rot, 0}, Ps::VT_Quat);    // 2
+    emitter.initBoth({1, 2});
+    emitter.maxParticles(10);
+    PsTest::Running r = PsTest::run(effect.bytes());
+    // A quarter turn around z over 0.4 s, given with the opposite sign: its dot product with
+    // the identity is negative, so it is negated before the interpolation (the short way).
+    // Three frames run, starting at 0, 1/4 and 1/2 of the way; 0.1 s minus rounding stays.
+    const glm::quat target(-std::cos(0.7853982f), 0.0f, 0.0f, -std::sin(0.7853982f));
+    r.get().update(glm::vec3(0.0f), target, 0.4f);
+    const Ps::Operation& op = r.emitter().getEmitter().getOperation(2);
+    std::vector<glm::quat> rotations;
+    for (uint32_t i : PsTest::activeParticles(r.emitter()))
+    {
+        glm::quat q;
+        std::memcpy(&q, r.emitter().getParticleDynamicDataAt(i) + op.getParticleDataOffset(),
+                    sizeof(q));
+        rotations.push_back(q);
+    }
+    // Newest first: each frame shot at its end, with that frame's rotation; the first frame
+    // also at its start.
+    ASSERT_EQ(rotations.size(), 4u);
+    const float halfAngles[4] = {0.3926991f, 0.1963495f, 0.0f, 0.0f};
+    for (size_t n = 0; n < 4; ++n)
+    {
+        EXPECT_NEAR(rotations[n].w, std::cos(halfAngles[n]), 1e-5f) << n;
+        EXPECT_NEAR(rotations[n].z, std::sin(halfAngles[n]), 1e-5f) << n;
+    }
+}
+
+// Generators move the system time to each birth; every standalone instance of a frame starts
+// again from the frame's time, and the frame then ends one frame time later.
+TEST(PsSystemInstUpdate, EachEmitterOfAFrameSeesTheFramesTime)
+{
+    EffectWriter effect;
+    effect.fps(10.0f).fixedSeed(3);
+    for (int e = 0; e < 2; ++e)
+    {
+        EmitterWriter& emitter = effect.emitter();
+        emitter.generatorPeriodic(Ext(10.0f), 0.5f);                // 0: a birth at 0.05 s
+        const uint8_t time = emitter.globSystemTime();             // 1
+        emitter.parameter(In{time, 0}, Ps::VT_Float);              // 2
+        emitter.initBoth({1, 2});
+        emitter.maxParticles(4);
+    }
+    PsTest::Running r = PsTest::run(effect.bytes());
+    Ps::SystemInst& inst = r.get();
+    for (int f = 0; f < 2; ++f)
+        inst.updateFrame(glm::vec3(0.0f), PsTest::kIdentity);
+    for (uint32_t e = 0; e < 2; ++e)
+    {
+        const Ps::EmitterInst& emitter = inst.getEmitterInst(e);
+        const Ps::Operation& op = emitter.getEmitter().getOperation(2);
+        std::vector<float> births;
+        for (uint32_t i : PsTest::activeParticles(emitter))
+        {
+            float v = 0.0f;
+            std::memcpy(&v, emitter.getParticleDynamicDataAt(i) + op.getParticleDataOffset(),
+                        sizeof(v));
+            births.push_back(v);
+        }
+        ASSERT_EQ(births.size(), 2u) << e;
+        EXPECT_NEAR(births[0], 0.15f, 1e-6f) << e;
+        EXPECT_NEAR(births[1], 0.05f, 1e-6f) << e;
+    }
+    EXPECT_EQ(inst.getTime(), 0.1f + 0.1f);
+}
+
+// The spherical interpolation's three rules.
+TEST(PsInterpolation, SlerpRules)
+{
+    const glm::quat p(1.0f, 0.0f, 0.0f, 0.0f);
+    // Nearly equal: the component-wise blend p + (q - p) * k, not renormalised.
+    const glm::quat q(0.99999994f, 0.0f, 0.0f, 3.0e-4f);
+    const glm::quat near = Ps::slerpQuat(p, q, 0.5f);
+    EXPECT_EQ(near.w, p.w + (q.w - p.w) * 0.5f);
+    EXPECT_EQ(near.z, p.z + (q.z - p.z) * 0.5f);
+    // The same for a negative dot product, after negating q: the blend of p and -p is p.
+    const glm::quat opposite = Ps::slerpQuat(p, -p, 0.25f);
+    EXPECT_EQ(opposite.w, 1.0f);
+    EXPECT_EQ(opposite.x, 0.0f);
+    // Otherwise the sine weights: (sin((1 - k) a) p + sin(k a) q) / sin(a), a = acos(dot).
+    const glm::quat r(0.6f, 0.0f, 0.0f, 0.8f);
+    const float k = 0.3f;
+    const float a = std::acos(0.6f);
+    const glm::quat s = Ps::slerpQuat(p, r, k);
+    EXPECT_EQ(s.w, (std::sin((1.0f - k) * a) * 1.0f + std::sin(k * a) * 0.6f) / std::sin(a));
+    EXPECT_EQ(s.z, (std::sin((1.0f - k) * a) * 0.0f + std::sin(k * a) * 0.8f) / std::sin(a));
+    // And a negative dot product takes the short way.
+    const glm::quat t = Ps::slerpQuat(p, -r, k);
+    EXPECT_EQ(t.w, s.w);
+    EXPECT_EQ(t.z, s.z);
 }
 
 } // namespace
