@@ -24,6 +24,7 @@
 #include <glm/vec3.hpp>
 
 #include "debug/debug_check.h"
+#include "fuzz_ps_effect_bounds.h"
 #include "particle_system/ps_context.h"
 #include "particle_system/ps_mem_managed_context.h"
 #include "particle_system/ps_mem_managed_system_inst.h"
@@ -41,8 +42,7 @@
 namespace {
 
 // Effects beyond these bounds are valid but too big or too slow to fuzz.
-constexpr std::uint32_t kMaxPool = 32u << 20;
-constexpr float kMaxPresimFrames = 200.0f;
+constexpr FuzzPs::EffectBounds kBounds{32u << 20, 1e-4f, 200.0f};
 constexpr int kFrames = 6;
 
 Ps::Context& context() {
@@ -82,18 +82,9 @@ std::vector<std::uint8_t> effectAround(const std::uint8_t* data, std::size_t siz
 
 void runEffect(const std::uint8_t* input, std::size_t inputSize) {
   const std::vector<std::uint8_t> bytes = effectAround(input, inputSize);
-  const std::uint8_t* data = bytes.data();
-  const std::size_t size = bytes.size();
-  {
-    Sl::LoaderBinArray loader(data, static_cast<std::uint32_t>(size));
-    if (Ps::SystemFactory::computePoolSize(loader, context()) > kMaxPool) return;
-  }
-  Ps::MemManagedSystemShell shell(data, static_cast<std::uint32_t>(size), context());
-  const Ps::System& system = shell.getSystem();
-  if (Ps::SystemInst::computePoolSize(system) > kMaxPool) return;
-  if (!(system.getFrameTime() > 1e-4f) ||
-      !(system.getPresimTime() <= kMaxPresimFrames * system.getFrameTime()))
-    return;
+  const auto shell = FuzzPs::loadWithinBounds(bytes.data(), bytes.size(), context(), kBounds);
+  if (!shell) return;
+  const Ps::System& system = shell->getSystem();
 
   const glm::quat identity(1.0f, 0.0f, 0.0f, 0.0f);
   Ps::MemManagedSystemInst holder(system, glm::vec3(0.0f), identity);

@@ -14,6 +14,7 @@
 #include <glm/vec3.hpp>
 
 #include "debug/debug_check.h"
+#include "fuzz_ps_effect_bounds.h"
 #include "particle_system/ps_context.h"
 #include "particle_system/ps_mem_managed_context.h"
 #include "particle_system/ps_mem_managed_system_inst.h"
@@ -28,8 +29,7 @@
 namespace {
 
 // Valid effects beyond these bounds are too big or too slow to fuzz.
-constexpr std::uint32_t kMaxPool = 16u << 20;
-constexpr float kMaxPresimFrames = 100.0f;
+constexpr FuzzPs::EffectBounds kBounds{16u << 20, 1e-3f, 100.0f};
 constexpr int kFrames = 4;
 
 Ps::Context& context() {
@@ -38,17 +38,9 @@ Ps::Context& context() {
 }
 
 void readAndRun(const std::uint8_t* data, std::size_t size) {
-  const std::uint32_t size32 = static_cast<std::uint32_t>(size);
-  {
-    Sl::LoaderBinArray loader(data, size32);
-    if (Ps::SystemFactory::computePoolSize(loader, context()) > kMaxPool) return;
-  }
-  Ps::MemManagedSystemShell shell(data, size32, context());
-  const Ps::System& system = shell.getSystem();
-  if (Ps::SystemInst::computePoolSize(system) > kMaxPool) return;
-  if (!(system.getFrameTime() > 1e-3f) ||
-      !(system.getPresimTime() <= kMaxPresimFrames * system.getFrameTime()))
-    return;
+  const auto shell = FuzzPs::loadWithinBounds(data, size, context(), kBounds);
+  if (!shell) return;
+  const Ps::System& system = shell->getSystem();
 
   const glm::quat identity(1.0f, 0.0f, 0.0f, 0.0f);
   Ps::MemManagedSystemInst holder(system, glm::vec3(0.0f), identity);
