@@ -1,0 +1,34 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include <boost/uuid/uuid.hpp>
+
+#include "particle_layout_model/plm_emitter.h"
+
+namespace Plm {
+
+// An effect: its list of emitters. The effect's settings, resources and files are built on
+// top of this.
+class System : public EmitterOwner {
+ public:
+  System() = default;
+  System(const System&) = delete;
+  System& operator=(const System&) = delete;
+
+  Emitter& addEmitter(std::unique_ptr<Emitter> emitter);
+  unsigned int getNumEmitters() const { return static_cast<unsigned int>(emitters_.size()); }
+  Emitter& getEmitter(unsigned int i) const;
+  Emitter* getEmitterById(const boost::uuids::uuid& id) const;
+  Emitter* getEmitterBySystemReflId(const boost::uuids::uuid& id) const;
+
+  // EmitterOwner
+  System* getSystem() override { return this; }
+  void notifyDeepChanged(bool affectsExport) override {}
+
+ private:
+  std::vector<std::unique_ptr<Emitter>> emitters_;
+};
+
+}  // namespace Plm
