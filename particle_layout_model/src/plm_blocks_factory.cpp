@@ -1,6 +1,6 @@
 #include "particle_layout_model/plm_blocks_factory.h"
 
-#include "particle_layout_model/plm_block_func_lerp.h"
+#include "particle_layout_model/plm_block.h"
 
 namespace Plm {
 
@@ -9,23 +9,20 @@ const BlocksFactory& BlocksFactory::instance() {
   return factory;
 }
 
-template <class T>
-void BlocksFactory::addFactory() {
-  const CrcString& name = T::getStaticFactoryName();
-  DEBUG_ASSERT(factories_.count(name) == 0);
-  factories_.emplace(name, &T::createForLoad);
-  names_.push_back(name);
-}
-
 BlocksFactory::BlocksFactory() {
-  addFactory<BlockFuncLerp<float>>();
-  addFactory<BlockFuncLerp<glm::vec2>>();
-  addFactory<BlockFuncLerp<glm::vec3>>();
+  registerFunctionBlocks(*this);
+  registerStructuralBlocks(*this);
+  registerParameterBlocks(*this);
 }
 
 std::unique_ptr<Block> BlocksFactory::createForLoadByName(const CrcString& name) const {
   auto it = factories_.find(name);
-  return it == factories_.end() ? nullptr : it->second();
+  return it == factories_.end() ? nullptr : it->second.createForLoad();
+}
+
+std::unique_ptr<Block> BlocksFactory::createDefaultByName(const CrcString& name) const {
+  auto it = factories_.find(name);
+  return it == factories_.end() ? nullptr : it->second.createDefault();
 }
 
 }  // namespace Plm
