@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang (libFuzzer + AddressSanitizer) into build-fuzz/
-# and runs each for the given number of seconds on top of its committed seed corpus.
+# and runs them on top of their committed seed corpora, sharing the given number of seconds
+# (default 225) equally, so that a new target doesn't lengthen the run.
 # A crash, a leak or an out-of-bounds access fails the script.
 set -euo pipefail
-seconds="${1:-45}"
+total="${1:-225}"
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
 launcher=()
@@ -11,7 +12,10 @@ if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=cc
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DSCINTARI_FUZZ=ON "${launcher[@]}" >/dev/null
 cmake --build build-fuzz --target fuzz_targets
-for target in build-fuzz/bin/fuzz_*; do
+targets=(build-fuzz/bin/fuzz_*)
+seconds=$(( total / ${#targets[@]} ))
+[ "$seconds" -ge 1 ] || seconds=1
+for target in "${targets[@]}"; do
   [ -x "$target" ] || continue
   name="$(basename "$target")"
   seeds="fuzz/corpus/${name#fuzz_}"

@@ -6,7 +6,7 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
 bash scripts/setup.sh
 bash scripts/build.sh
-bash scripts/fuzz.sh "${FUZZ_SECONDS:-45}"
+bash scripts/fuzz.sh "${FUZZ_SECONDS:-225}"
 cd build
 # -noreset: by default the X server resets when its last client leaves, and a test that
 # connects during that reset fails to open the display.

@@ -49,6 +49,17 @@ Block* Emitter::getBlockById(const boost::uuids::uuid& id) const {
   return nullptr;
 }
 
+void Emitter::moveBlock(unsigned int from, unsigned int to) {
+  DEBUG_ASSERT(from < blocks_.size() && to < blocks_.size());
+  std::unique_ptr<Block> block = std::move(blocks_[from]);
+  blocks_.erase(blocks_.begin() + from);
+  const bool globParam = block->castToBlockGlobParam() != nullptr;
+  blocks_.insert(blocks_.begin() + to, std::move(block));
+  // The order of the global parameters is the order of the inputs that attach the emitter.
+  if (globParam) notifyGlobalParametersUpdated();
+  upgradeRevision(true);
+}
+
 std::vector<const BlockGlobParam*> Emitter::globParamBlocks() const {
   std::vector<const BlockGlobParam*> params;
   for (const std::unique_ptr<Block>& block : blocks_)
@@ -108,6 +119,10 @@ void Emitter::removeObsoleteBlockLinksAfterConnectorsUpdate(const Block& block, 
                               }),
                links_.end());
   if (links_.size() != before) upgradeRevision(true);
+}
+
+std::unique_ptr<Block> Emitter::reflectBlock(const Block& block, const ReflectionSourceRef& ref) {
+  return block.reflect(ref, {});
 }
 
 void Emitter::upgradeRevision(bool affectsExport) {

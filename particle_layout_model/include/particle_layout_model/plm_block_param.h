@@ -9,9 +9,16 @@ namespace Plm {
 // A value that each particle carries.
 class BlockParam : public Block {
  public:
+  using Block::castToBlockParam;
   BlockParam* castToBlockParam() override { return this; }
   virtual BlockParamUser* castToBlockParamUser() { return nullptr; }
   virtual BlockParamEmitter* castToBlockParamEmitter() { return nullptr; }
+  const BlockParamUser* castToBlockParamUser() const {
+    return const_cast<BlockParam*>(this)->castToBlockParamUser();
+  }
+  const BlockParamEmitter* castToBlockParamEmitter() const {
+    return const_cast<BlockParam*>(this)->castToBlockParamEmitter();
+  }
 
  protected:
   BlockParam() = default;
@@ -22,6 +29,7 @@ class BlockParam : public Block {
 // A value that exists once for the emitter.
 class BlockGlob : public Block {
  public:
+  using Block::castToBlockGlob;
   BlockGlob* castToBlockGlob() override { return this; }
 
  protected:
@@ -34,6 +42,7 @@ class BlockGlob : public Block {
 // "glob_param_id", which every reflection of the block keeps.
 class BlockGlobParam : public BlockGlob {
  public:
+  using Block::castToBlockGlobParam;
   BlockGlobParam* castToBlockGlobParam() override { return this; }
 
   const boost::uuids::uuid& getGlobParamId() const { return globParamId_.get(); }

@@ -49,6 +49,8 @@ class Emitter : public BlockOwner {
   unsigned int getNumBlocks() const { return static_cast<unsigned int>(blocks_.size()); }
   Block& getBlock(unsigned int i) const;
   Block* getBlockById(const boost::uuids::uuid& id) const;
+  // Moves the block at `from` so that it stands at `to`; the others keep their order.
+  void moveBlock(unsigned int from, unsigned int to);
   // The global parameters of the emitter, in the order of its blocks.
   std::vector<const BlockGlobParam*> globParamBlocks() const;
   void notifyGlobalParametersUpdated();
@@ -66,6 +68,9 @@ class Emitter : public BlockOwner {
   void removeObsoleteBlockLinksAfterConnectorsUpdate(const Block& block, AccessKey<Block>);
 
   void upgradeRevision(bool affectsExport);
+
+  // A reflection of `block` with that source, not yet added anywhere.
+  std::unique_ptr<Block> reflectBlock(const Block& block, const ReflectionSourceRef& ref);
 
   // BlockOwner
   ProjectResource* getProjectResource() override { return nullptr; }

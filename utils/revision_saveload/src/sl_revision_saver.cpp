@@ -7,12 +7,26 @@
 namespace Sl {
 
 RevisionSaver::RevisionSaver(RevisionCore* core, SaverBinFlex& saver, std::vector<uint8_t>* target)
-    : core_(core), saver_(&saver), target_(target) {}
+    : core_(core), saver_(&saver), out_(&saver), target_(target) {}
 
 RevisionSaver::RevisionSaver(RevisionCore* core, std::unique_ptr<SaverBinFlex> saver,
                              std::vector<uint8_t>* target)
-    : core_(core), owned_(std::move(saver)), saver_(owned_.get()), target_(target) {
+    : core_(core), owned_(std::move(saver)), saver_(owned_.get()), out_(saver_),
+      target_(target) {
   DEBUG_ASSERT(saver_ != nullptr);
+}
+
+RevisionSaver::RevisionSaver(Saver& out)
+    : core_(nullptr), saver_(nullptr), out_(&out), target_(nullptr) {}
+
+SaverBinFlex& RevisionSaver::getSaver() {
+  DEBUG_ASSERT(saver_ != nullptr);
+  return *saver_;
+}
+
+const SaverBinFlex& RevisionSaver::getSaver() const {
+  DEBUG_ASSERT(saver_ != nullptr);
+  return *saver_;
 }
 
 RevisionSaver::~RevisionSaver() {
@@ -42,34 +56,34 @@ std::shared_ptr<RevisionSaver> RevisionSaver::beginSaveResource(
 }
 
 void RevisionSaver::startGroup(const char* name, uint32_t version) {
-  saver_->startGroup(name, version);
+  out_->startGroup(name, version);
 }
-void RevisionSaver::write(const char* name, bool value) { saver_->write(name, value); }
-void RevisionSaver::write(const char* name, int8_t value) { saver_->write(name, value); }
-void RevisionSaver::write(const char* name, uint8_t value) { saver_->write(name, value); }
+void RevisionSaver::write(const char* name, bool value) { out_->write(name, value); }
+void RevisionSaver::write(const char* name, int8_t value) { out_->write(name, value); }
+void RevisionSaver::write(const char* name, uint8_t value) { out_->write(name, value); }
 void RevisionSaver::write(const char* name, int16_t value, EnumPackedHint hint) {
-  saver_->write(name, value, hint);
+  out_->write(name, value, hint);
 }
 void RevisionSaver::write(const char* name, uint16_t value, EnumPackedHint hint) {
-  saver_->write(name, value, hint);
+  out_->write(name, value, hint);
 }
 void RevisionSaver::write(const char* name, int32_t value, EnumPackedHint hint) {
-  saver_->write(name, value, hint);
+  out_->write(name, value, hint);
 }
 void RevisionSaver::write(const char* name, uint32_t value, EnumPackedHint hint) {
-  saver_->write(name, value, hint);
+  out_->write(name, value, hint);
 }
 void RevisionSaver::write(const char* name, int64_t value, EnumPackedHint hint) {
-  saver_->write(name, value, hint);
+  out_->write(name, value, hint);
 }
 void RevisionSaver::write(const char* name, uint64_t value, EnumPackedHint hint) {
-  saver_->write(name, value, hint);
+  out_->write(name, value, hint);
 }
-void RevisionSaver::write(const char* name, float value) { saver_->write(name, value); }
-void RevisionSaver::write(const char* name, double value) { saver_->write(name, value); }
+void RevisionSaver::write(const char* name, float value) { out_->write(name, value); }
+void RevisionSaver::write(const char* name, double value) { out_->write(name, value); }
 void RevisionSaver::writeBinary(const char* name, const uint8_t* data, uint32_t size) {
-  saver_->writeBinary(name, data, size);
+  out_->writeBinary(name, data, size);
 }
-void RevisionSaver::endGroup() { saver_->endGroup(); }
+void RevisionSaver::endGroup() { out_->endGroup(); }
 
 }  // namespace Sl

@@ -30,6 +30,9 @@ class RevisionSaver final : public Saver, public std::enable_shared_from_this<Re
   // Owning the inner saver (what the core makes).
   RevisionSaver(RevisionCore* core, std::unique_ptr<SaverBinFlex> saver,
                 std::vector<uint8_t>* target);
+  // Plain, over any saver (one that records names and values, for example): everything goes
+  // in line to `out`, which must outlive this one. getSaver() is not available.
+  explicit RevisionSaver(Saver& out);
   ~RevisionSaver() override;
   RevisionSaver(const RevisionSaver&) = delete;
   RevisionSaver& operator=(const RevisionSaver&) = delete;
@@ -41,8 +44,8 @@ class RevisionSaver final : public Saver, public std::enable_shared_from_this<Re
   std::shared_ptr<RevisionSaver> beginSaveResource(const boost::uuids::uuid& resourceId,
                                                    const boost::uuids::uuid& revisionId);
 
-  SaverBinFlex& getSaver() { return *saver_; }
-  const SaverBinFlex& getSaver() const { return *saver_; }
+  SaverBinFlex& getSaver();
+  const SaverBinFlex& getSaver() const;
   RevisionCore* getCore() const { return core_; }
 
   void startGroup(const char* name, uint32_t version = 0) override;
@@ -66,6 +69,8 @@ class RevisionSaver final : public Saver, public std::enable_shared_from_this<Re
   RevisionCore* core_;
   std::unique_ptr<SaverBinFlex> owned_;
   SaverBinFlex* saver_;
+  // Where the values go: the binary saver, or the saver of the plain form over any saver.
+  Saver* out_;
   std::vector<uint8_t>* target_;
 };
 
