@@ -27,6 +27,12 @@ class BlocksFactory {
   // Every registered name, in the order of the catalogue.
   const std::vector<CrcString>& names() const { return names_; }
 
+  // The default maker of a kind whose create() takes no argument.
+  template <class T>
+  static std::unique_ptr<Block> createByDefault() {
+    return T::create();
+  }
+
   // Registers a kind: its factory name, its object for loading and its default block. Only
   // the registration functions below call it, while the instance is made.
   template <class T>
@@ -42,11 +48,6 @@ class BlocksFactory {
     CreateFunc createForLoad;
     CreateFunc createDefault;
   };
-
-  template <class T>
-  static std::unique_ptr<Block> createByDefault() {
-    return T::create();
-  }
 
   BlocksFactory();
 
