@@ -8,37 +8,22 @@
 #include "particle_layout_model/plm_block_func_lerp.h"
 #include "particle_layout_model/plm_block_stream.h"
 #include "particle_layout_model/plm_system.h"
-#include "revision_saveload/sl_saver_bin_flex.h"
-#include "revision_saveload/sl_write_read.h"
+#include "plm_test_support/plm_test_blocks.h"
 
 namespace {
 
 using Lerp = Plm::BlockFuncLerp<float>;
 using Uuid = boost::uuids::uuid;
 
-// A block record written by hand, field by field, with the content given by the caller.
+// A float lerp's record with the given identity and source.
 std::vector<uint8_t> blockRecord(const char* factoryName, const Uuid& id,
                                  const boost::optional<Plm::ReflectionSourceRef>& source,
-                                 const std::function<void(Sl::RevisionSaver&)>& content,
-                                 uint32_t blockVersion = 0) {
-  Sl::SaverBinFlex flex(Sl::BO_LittleEndian, Sl::TC_On);
-  {
-    Sl::RevisionSaver saver(nullptr, flex, nullptr);
-    Sl::write("factory_name", saver, std::string(factoryName));
-    Sl::ScopedSaverGroup block("block", saver, blockVersion);
-    Sl::write("id", saver, id);
-    {
-      Sl::ScopedSaverGroup refl("refl_source", saver);
-      saver.write(nullptr, static_cast<bool>(source));
-      if (source) Sl::write(nullptr, saver, *source);
-    }
-    Sl::write("emitter_id", saver, BoostExt::generateUuid());
-    Sl::write("system_id", saver, BoostExt::generateUuid());
-    Sl::write("revision", saver, BoostExt::generateUuid());
-    for (int i = 0; i < 3; ++i) Sl::write("refl_rev", saver, boost::optional<Uuid>());
-    content(saver);
-  }
-  return flex.dataAsVector();
+                                 const PlmTest::Content& content, uint32_t blockVersion = 0) {
+  PlmTest::RecordHead head;
+  head.id = id;
+  head.source = source;
+  head.blockVersion = blockVersion;
+  return PlmTest::writeBlock(factoryName, content, head);
 }
 
 // The content of a float lerp whose "block_func" group has the given version and fields.
@@ -57,9 +42,7 @@ std::function<void(Sl::RevisionSaver&)> lerpContent(
   };
 }
 
-std::unique_ptr<Plm::Block> load(const std::vector<uint8_t>& bytes) {
-  return Plm::loadBlockPlain(bytes.data(), bytes.size());
-}
+using PlmTest::load;
 
 TEST(PlmBlock, CopyIsANewBlockWithTheSameValues) {
   auto lerp = Lerp::create();

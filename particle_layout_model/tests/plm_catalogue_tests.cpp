@@ -9,7 +9,7 @@
 #include "particle_layout_model/plm_block_stream.h"
 #include "particle_layout_model/plm_blocks_factory.h"
 #include "particle_layout_model/plm_system.h"
-#include "plm_stream_outline.h"
+#include "plm_test_support/plm_stream_outline.h"
 
 namespace {
 

@@ -18,26 +18,16 @@
 #include "revision_saveload/sl_revision_saver.h"
 #include "revision_saveload/sl_saver_bin_flex.h"
 #include "revision_saveload/sl_write_read.h"
+#include "plm_test_support/plm_test_blocks.h"
 #include "revision_saveload/sl_write_read_boost.h"
 #include "revision_saveload/sl_write_read_glm.h"
-
-namespace Plm {
-void PrintTo(const BlockConnectorDesc& d, std::ostream* os) {
-  *os << (d.dir_ == CD_Input ? "in " : "out ") << d.index_ << ": " << connectorTypeName(d.type_);
-}
-}  // namespace Plm
 
 namespace {
 
 using namespace Plm;
 using Descs = std::vector<BlockConnectorDesc>;
 
-Descs connectorsOf(const Block& block) {
-  Descs descs;
-  for (unsigned int i = 0; i < block.getNumConnectors(); ++i)
-    descs.push_back(block.getConnectorDesc(i));
-  return descs;
-}
+using PlmTest::connectorsOf;
 
 std::unique_ptr<Block> makeDefault(const char* name) {
   return BlocksFactory::instance().createDefaultByName(CrcString(name));
@@ -55,46 +45,17 @@ std::unique_ptr<T> roundTrip(const Block& block) {
   return std::unique_ptr<T>(static_cast<T*>(loaded.release()));
 }
 
-// Writes a function block as Block::save does, with `writeGroup` writing the class's group
-// in the version given.
+// A function block record with `writeGroup` writing the class's group in the version given.
 template <class F>
 std::vector<uint8_t> writeFuncBlock(const char* name, uint32_t version, F writeGroup) {
-  Sl::SaverBinFlex flex(Sl::BO_LittleEndian, Sl::TC_On);
-  {
-    Sl::RevisionSaver saver(nullptr, flex, nullptr);
-    Sl::write("factory_name", saver, CrcString(name));
-    Sl::ScopedSaverGroup block("block", saver, 0);
-    const boost::uuids::uuid id{{1, 2, 3}};
-    Sl::write("id", saver, id);
-    {
-      Sl::ScopedSaverGroup refl("refl_source", saver);
-      saver.write(nullptr, false);
-    }
-    Sl::write("emitter_id", saver, id);
-    Sl::write("system_id", saver, id);
-    Sl::write("revision", saver, id);
-    const boost::optional<boost::uuids::uuid> none;
-    Sl::write("dir_refl_rev", saver, none);
-    Sl::write("emt_refl_rev", saver, none);
-    Sl::write("sys_refl_rev", saver, none);
-    {
-      Sl::ScopedSaverGroup func("block_func", saver, 2);
-      Sl::write("position", saver, glm::vec2(0.0f));
-      saver.write("pinned", false);
-      saver.write("homeForce", uint8_t(0));
-    }
+  return PlmTest::writeBlock(name, [&](Sl::RevisionSaver& saver) {
+    PlmTest::writeFuncGroup(saver);
     Sl::ScopedSaverGroup group(name, saver, version);
     writeGroup(saver);
-  }
-  return flex.dataAsVector();
+  });
 }
 
-// A property record as a block writes it.
-template <class T>
-void writeProp(Sl::RevisionSaver& saver, const char* key, const T& value) {
-  PropsOwner owner;
-  Prop<T>(owner, false, value).save(key, saver);
-}
+using PlmTest::writeProp;
 
 // The func_noise group of version 0: no "animation".
 void writeNoiseV0(Sl::RevisionSaver& saver) {

@@ -24,6 +24,7 @@
 #include "revision_saveload/sl_revision_saver.h"
 #include "revision_saveload/sl_saver_bin_flex.h"
 #include "revision_saveload/sl_write_read.h"
+#include "plm_test_support/plm_test_blocks.h"
 
 namespace {
 
@@ -32,53 +33,15 @@ using Plm::inputDesc;
 using Plm::outputDesc;
 using Uuid = boost::uuids::uuid;
 
+using PlmTest::connectorsOf;
+
 std::unique_ptr<Plm::Block> makeDefault(const std::string& name) {
-  return Plm::BlocksFactory::instance().createDefaultByName(CrcString(name));
+  return PlmTest::createByName(name.c_str());
 }
 
-std::vector<BlockConnectorDesc> connectorsOf(const Plm::Block& block) {
-  std::vector<BlockConnectorDesc> descs;
-  for (unsigned int i = 0; i < block.getNumConnectors(); ++i)
-    descs.push_back(block.getConnectorDesc(i));
-  return descs;
-}
-
-// A block stream written by hand, as older or newer writers made it: the main part as
-// Block::save writes it, then `content` in place of saveImpl.
-std::vector<uint8_t> writeBlock(const char* factoryName,
-                                const std::function<void(Sl::RevisionSaver&)>& content) {
-  Sl::SaverBinFlex flex(Sl::BO_LittleEndian, Sl::TC_On);
-  {
-    Sl::RevisionSaver saver(nullptr, flex, nullptr);
-    Sl::write("factory_name", saver, CrcString(factoryName));
-    Sl::ScopedSaverGroup group("block", saver, 0);
-    Sl::write("id", saver, BoostExt::generateUuid());
-    {
-      Sl::ScopedSaverGroup refl("refl_source", saver);
-      saver.write(nullptr, false);
-    }
-    Sl::write("emitter_id", saver, BoostExt::generateUuid());
-    Sl::write("system_id", saver, BoostExt::generateUuid());
-    Sl::write("revision", saver, BoostExt::generateUuid());
-    const boost::optional<Uuid> none;
-    Sl::write("dir_refl_rev", saver, none);
-    Sl::write("emt_refl_rev", saver, none);
-    Sl::write("sys_refl_rev", saver, none);
-    content(saver);
-  }
-  return flex.dataAsVector();
-}
-
-std::unique_ptr<Plm::Block> load(const std::vector<uint8_t>& bytes) {
-  return Plm::loadBlockPlain(bytes.data(), bytes.size());
-}
-
-template <class T>
-void writeProp(Sl::RevisionSaver& saver, const char* key, const T& value, bool external = false) {
-  Plm::PropsOwner owner;
-  Plm::Prop<T> prop(owner, external, value);
-  prop.save(key, saver);
-}
+using PlmTest::load;
+using PlmTest::writeBlock;
+using PlmTest::writeProp;
 
 // The unnamed group of a user parameter; version 0 carries a further group.
 void writeUserGroup(Sl::RevisionSaver& saver, uint32_t version, const std::string& name) {

@@ -22,6 +22,7 @@
 #include "revision_saveload/sl_revision_saver.h"
 #include "revision_saveload/sl_saver_bin_flex.h"
 #include "revision_saveload/sl_write_read.h"
+#include "plm_test_support/plm_test_blocks.h"
 
 namespace {
 
@@ -30,54 +31,15 @@ using Plm::outputDesc;
 using Descs = std::vector<Plm::BlockConnectorDesc>;
 using Quads = Plm::BlockConstructQuads;
 
-Descs connectorsOf(const Plm::Block& block) {
-  Descs descs;
-  for (unsigned int i = 0; i < block.getNumConnectors(); ++i)
-    descs.push_back(block.getConnectorDesc(i));
-  return descs;
-}
+using PlmTest::connectorsOf;
+using PlmTest::createByName;
+using PlmTest::load;
+using PlmTest::writeBlock;
 
-std::unique_ptr<Plm::Block> createByName(const char* name) {
-  return Plm::BlocksFactory::instance().createDefaultByName(CrcString(name));
-}
-
-// One property record as PropBaseTyped::save writes it, with no override.
+// One property record with no override, under a key that the reader doesn't see.
 template <class T>
 void writeProp(Sl::RevisionSaver& saver, const T& value) {
-  Plm::PropsOwner scratch;
-  Plm::Prop<T>(scratch, false, value).save("prop", saver);
-}
-
-// A whole block as Block::save lays it out, with `content` writing the kind's own part.
-std::vector<uint8_t> writeBlock(const char* factoryName,
-                                const std::function<void(Sl::RevisionSaver&)>& content) {
-  Sl::SaverBinFlex flex(Sl::BO_LittleEndian, Sl::TC_On);
-  {
-    Sl::RevisionSaver saver(nullptr, flex, nullptr);
-    Sl::write("factory_name", saver, CrcString(factoryName));
-    Sl::ScopedSaverGroup group("block", saver, 0);
-    const boost::uuids::uuid id = BoostExt::generateUuid();
-    const boost::uuids::uuid revision = BoostExt::generateUuid();
-    Sl::write("id", saver, id);
-    {
-      Sl::ScopedSaverGroup reflGroup("refl_source", saver);
-      saver.write(nullptr, false);
-    }
-    Sl::write("emitter_id", saver, BoostExt::generateUuid());
-    Sl::write("system_id", saver, BoostExt::generateUuid());
-    Sl::write("revision", saver, revision);
-    std::shared_ptr<Sl::RevisionSaver> inner = saver.beginSaveResource(id, revision);
-    const boost::optional<boost::uuids::uuid> none;
-    Sl::write("dir_refl_rev", *inner, none);
-    Sl::write("emt_refl_rev", *inner, none);
-    Sl::write("sys_refl_rev", *inner, none);
-    content(*inner);
-  }
-  return flex.dataAsVector();
-}
-
-std::unique_ptr<Plm::Block> load(const std::vector<uint8_t>& bytes) {
-  return Plm::loadBlockPlain(bytes.data(), bytes.size());
+  PlmTest::writeProp(saver, "prop", value);
 }
 
 }  // namespace
