@@ -30,11 +30,15 @@ std::string formatFloat(double value) {
   return buffer;
 }
 
-// Records the tree of names and values that a block's save writes.
-class RecordingSaver final : public Sl::Saver {
+// Records the tree of names and values that a block's save writes, and the properties that
+// wrote their records, in order.
+class RecordingSaver final : public Sl::Saver, public PropSaveObserver {
  public:
   RecordingSaver() { stack_.push_back(&root_); }
   const Node& root() const { return root_; }
+  const std::vector<const PropBase*>& savedProps() const { return savedProps_; }
+
+  void propSaving(const PropBase& prop) override { savedProps_.push_back(&prop); }
 
   void startGroup(const char* name, uint32_t) override {
     Node& node = add(name, "group", "");
@@ -81,6 +85,7 @@ class RecordingSaver final : public Sl::Saver {
 
   Node root_;
   std::vector<Node*> stack_;
+  std::vector<const PropBase*> savedProps_;
 };
 
 bool allLeaves(const Node& node, const char* kind, size_t count) {
@@ -174,10 +179,10 @@ std::vector<PropertyDescription> describeProperties(const Block& block) {
   }
   std::vector<PropertyDescription> props;
   collect(recorder.root(), props);
-  // Properties are saved in the order of their registration, so the i-th one found is the
-  // owner's i-th property.
-  for (size_t i = 0; i < props.size() && i < block.getNumProps(); ++i)
-    props[i].shared = block.getProp(static_cast<unsigned int>(i)).isShared();
+  // The i-th property record found is the one the i-th saved property wrote.
+  const std::vector<const PropBase*>& saved = recorder.savedProps();
+  DEBUG_ASSERT(saved.size() == props.size());
+  for (size_t i = 0; i < props.size(); ++i) props[i].shared = saved[i]->isShared();
   return props;
 }
 

@@ -3,10 +3,14 @@
 #include <iostream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <boost/optional/optional.hpp>
 
 #include "particle_layout_model/plm_block.h"
 #include "particle_layout_model/plm_block_description.h"
+#include "particle_layout_model/plm_block_func_expression.h"
 #include "particle_layout_model/plm_block_stream.h"
 #include "particle_layout_model/plm_blocks_factory.h"
 #include "particle_layout_model/plm_system.h"
@@ -17,6 +21,8 @@ namespace {
 
 const char* const help =
     "scintari blocks [<name> [--save <file>] | --load <file>]\n"
+    "scintari blocks func_expression [--expression <text>] [--inputs <name>:<type>,...]\n"
+    "                                [--save <file>]\n"
     "\n"
     "  Without arguments: every factory name of a block kind, one per line, in the\n"
     "  order of the catalogue.\n"
@@ -34,6 +40,15 @@ const char* const help =
     "  quotes; a path or curve as \"<n> keys\". The marks come last: shared (a\n"
     "  reflection always takes the value from its source), external (the value comes\n"
     "  through an input connector).\n"
+    "  An expression block (func_expression, also with --load) then prints\n"
+    "    output: <float|vec2|vec3|quat>   the type of its output connector\n"
+    "    valid: <yes|no>                  whether the expression parses to that type\n"
+    "  --inputs <name>:<type>,...  a func_expression with these inputs, in order;\n"
+    "                              <type> is float, vec2, vec3 or quat; \"\" for none.\n"
+    "                              New inputs are made first, then named and typed.\n"
+    "  --expression <text>         a func_expression with this text, set after the\n"
+    "                              inputs. A text that doesn't parse keeps the output\n"
+    "                              type the block had before it (valid: no).\n"
     "  --save <file> also writes the block as the model saves it: one header byte,\n"
     "  type tags on, little endian, group sizes packed.\n"
     "\n"
@@ -45,7 +60,9 @@ const char* const help =
 
 int usage(const std::string& why) {
   std::cerr << "scintari blocks: " << why
-            << "\nusage: scintari blocks [<name> [--save <file>] | --load <file>]\n";
+            << "\nusage: scintari blocks [<name> [--save <file>] | --load <file>]\n"
+               "       scintari blocks func_expression [--expression <text>]"
+               " [--inputs <name>:<type>,...] [--save <file>]\n";
   return 1;
 }
 
@@ -63,6 +80,53 @@ void printBlock(const Plm::Block& block) {
     std::cout << "connector: " << (desc.dir_ == Plm::CD_Input ? "in" : "out") << " "
               << Plm::connectorTypeName(desc.type_) << " " << desc.index_ << "\n";
   }
+  if (const auto* expression = dynamic_cast<const Plm::BlockFuncExpression*>(&block)) {
+    std::cout << "output: " << Plm::connectorTypeName(expression->getOutputType()) << "\n"
+              << "valid: " << (expression->isValid() ? "yes" : "no") << "\n";
+  }
+}
+
+using ExpressionInput = std::pair<std::string, Plm::EnumConnectorType>;
+
+// "a:vec3,b:float"; empty for no inputs.
+bool parseExpressionInputs(const std::string& text, std::vector<ExpressionInput>& inputs) {
+  inputs.clear();
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find(',', start);
+    if (end == std::string::npos) end = text.size();
+    const std::string item = text.substr(start, end - start);
+    const size_t colon = item.find(':');
+    if (colon == 0 || colon == std::string::npos) return false;
+    const std::string typeName = item.substr(colon + 1);
+    bool known = false;
+    for (Plm::EnumConnectorType type : {Plm::CT_Float, Plm::CT_Vec2, Plm::CT_Vec3, Plm::CT_Quat})
+      if (typeName == Plm::connectorTypeName(type)) {
+        inputs.emplace_back(item.substr(0, colon), type);
+        known = true;
+      }
+    if (!known) return false;
+    start = end + 1;
+    if (end + 1 == text.size()) return false;  // a trailing comma
+  }
+  return true;
+}
+
+// Inputs first, so that the expression is parsed over the inputs it was written for.
+void shapeExpression(Plm::BlockFuncExpression& block,
+                     const boost::optional<std::vector<ExpressionInput>>& inputs,
+                     const boost::optional<std::string>& text) {
+  // Only what differs is set, so that the listing shows as overridden just what was asked.
+  if (inputs) {
+    if (block.getNumInputs() != inputs->size())
+      block.setNumInputs(static_cast<unsigned int>(inputs->size()));
+    for (unsigned int i = 0; i < inputs->size(); ++i) {
+      if (block.getInputName(i) != (*inputs)[i].first) block.setInputName(i, (*inputs)[i].first);
+      if (block.getInputType(i) != (*inputs)[i].second)
+        block.setInputType(i, (*inputs)[i].second);
+    }
+  }
+  if (text && block.getExpression() != *text) block.setExpression(*text);
 }
 
 int loadAndPrint(const std::string& path) {
@@ -102,16 +166,30 @@ int runBlocks(const std::vector<std::string>& args) {
     return loadAndPrint(args[1]);
   }
   std::string savePath;
+  boost::optional<std::string> expressionText;
+  boost::optional<std::vector<ExpressionInput>> expressionInputs;
   for (size_t i = 1; i < args.size(); ++i) {
-    if (args[i] == "--save" && i + 1 < args.size())
+    if (args[i] == "--save" && i + 1 < args.size()) {
       savePath = args[++i];
-    else
+    } else if (args[i] == "--expression" && i + 1 < args.size()) {
+      expressionText = args[++i];
+    } else if (args[i] == "--inputs" && i + 1 < args.size()) {
+      expressionInputs.emplace();
+      if (!parseExpressionInputs(args[++i], *expressionInputs))
+        return usage("bad --inputs (want <name>:<float|vec2|vec3|quat>,...): " + args[i]);
+    } else {
       return usage("unexpected argument: " + args[i]);
+    }
   }
   std::unique_ptr<Plm::Block> block = factory.createDefaultByName(CrcString(args[0]));
   if (!block) {
     std::cerr << "scintari blocks: no block kind is named '" << args[0] << "'\n";
     return 2;
+  }
+  if (expressionText || expressionInputs) {
+    auto* expression = dynamic_cast<Plm::BlockFuncExpression*>(block.get());
+    if (!expression) return usage("--expression and --inputs are for func_expression only");
+    shapeExpression(*expression, expressionInputs, expressionText);
   }
   printBlock(*block);
   if (!savePath.empty()) {

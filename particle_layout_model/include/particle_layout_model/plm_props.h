@@ -68,6 +68,23 @@ class PropBase {
   PropsOwner& owner_;
 };
 
+// Told of each property as it saves itself, while one is installed: a description of a block
+// pairs what it reads in the stream with the property objects this way. Main thread only.
+class PropSaveObserver {
+ public:
+  virtual void propSaving(const PropBase& prop) = 0;
+  static PropSaveObserver* current() { return current_; }
+
+ protected:
+  // Installs itself for its lifetime.
+  PropSaveObserver() : previous_(current_) { current_ = this; }
+  ~PropSaveObserver() { current_ = previous_; }
+
+ private:
+  PropSaveObserver* previous_;
+  static inline PropSaveObserver* current_ = nullptr;
+};
+
 inline const PropBase& PropsOwner::getProp(unsigned int index) const {
   DEBUG_ASSERT(index < props_.size());
   return *props_[index];
@@ -173,6 +190,7 @@ class PropBaseTyped : public PropBase {
 
   void save(const char* name, Sl::RevisionSaver& saver) const {
     DEBUG_ASSERT(core_);
+    if (PropSaveObserver* observer = PropSaveObserver::current()) observer->propSaving(*this);
     Sl::ScopedSaverGroup group(name, saver);
     PropValue<T>::write("default", saver, core_->defaultValue);
     {

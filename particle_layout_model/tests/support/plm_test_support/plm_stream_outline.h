@@ -7,7 +7,7 @@
 
 // Reads a stream written with type tags and packed group sizes without the library's
 // loaders, and spells its shape: "b" bool, "c" byte, "h" packed uint16, "i" packed uint32,
-// "f" float, "s" binary (a string), "(...)" a group and "(vN ...)" a group of version N.
+// "j" packed int32, "f" float, "s" binary (a string), "(...)" a group and "(vN ...)" a group of version N.
 // What the model writes is then checked against the layout it must have, byte by byte,
 // independently of the model's own reader.
 class StreamOutline {
@@ -57,6 +57,7 @@ class StreamOutline {
         case 201: skip(1); out += "b"; break;
         case 203: skip(1); out += "c"; break;
         case 207: base128(); out += "h"; break;
+        case 209: base128(); out += "j"; break;
         case 211: base128(); out += "i"; break;
         case 216: skip(4); out += "f"; break;
         case 218: skip(base128()); out += "s"; break;
