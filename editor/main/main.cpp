@@ -15,6 +15,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFontDatabase>
 #include <QSettings>
@@ -86,6 +87,9 @@ void addApplicationFont(const char* resource) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  QElapsedTimer sinceStart;
+  sinceStart.start();
+
   // 1. Crash reporting first: from here on a fatal signal leaves a dump.
   BugSplat::initialize();
   GoogleBreakpad::initialize();
@@ -160,6 +164,11 @@ int main(int argc, char* argv[]) {
   auto mainWnd = std::make_unique<Ple::MainWnd>(QString(Const::versionString), exportServer, *settings);
   mainWnd->show();
   DEBUG_LOG(Info, "Main window shown");
+  // The window finishes its start-up (layout, settings, projects) in the event loop.
+  QObject::connect(mainWnd.get(), &Ple::MainWnd::startupFinished, [&sinceStart] {
+    DEBUG_LOG(Info, "Main window ready " + std::to_string(sinceStart.elapsed()) +
+                        " ms after start");
+  });
   const int exitCode = app->exec();
   DEBUG_LOG(Info, "Event loop ended with code " + std::to_string(exitCode));
 

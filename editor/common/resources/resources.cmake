@@ -1,9 +1,10 @@
 # Resources of the editor, compiled into Ple. The program initialises them by
 # name: qInitResources_editor, qInitResources_style, qInitResources_textedit.
 #
-#  editor   :/editor/icons/*.svg (ours) and the two application fonts at
-#           :/editor/fonts/Sarala-Regular.ttf and :/editor/fonts/Sarala-Bold.ttf,
-#           whose files are DejaVu Sans and DejaVu Sans Bold of the system.
+#  editor   :/editor/icons/*.svg and :/editor/images/*.png (ours, both drawn as SVG),
+#           the two application fonts at :/editor/fonts/Sarala-Regular.ttf and
+#           :/editor/fonts/Sarala-Bold.ttf, whose files are DejaVu Sans and DejaVu Sans
+#           Bold of the system, and DejaVu Sans Mono (regular and bold) of the system.
 #  style    :qdarkstyle/style.qss, the dark stylesheet of the system's qdarkstyle
 #           package, with its images at :/qss_icons/dark/rc/... where the
 #           stylesheet looks for them. Without the package the resource is empty
@@ -37,11 +38,27 @@ file(GLOB editor_icons RELATIVE ${ple_res_src}/editor CONFIGURE_DEPENDS ${ple_re
 foreach(icon IN LISTS editor_icons)
   string(APPEND qrc "    <file alias=\"${icon}\">${ple_res_src}/editor/${icon}</file>\n")
 endforeach()
+# The main window's pictures (ours, drawn as SVG) under the names the window asks for,
+# :/editor/images/<name>.png; the image reader recognises SVG by content.
+file(GLOB editor_images RELATIVE ${ple_res_src}/editor CONFIGURE_DEPENDS ${ple_res_src}/editor/images/*.svg)
+foreach(image IN LISTS editor_images)
+  string(REGEX REPLACE "\\.svg$" ".png" alias "${image}")
+  string(APPEND qrc "    <file alias=\"${alias}\">${ple_res_src}/editor/${image}</file>\n")
+endforeach()
 if(SCINTARI_FONT_REGULAR AND SCINTARI_FONT_BOLD)
   string(APPEND qrc "    <file alias=\"fonts/Sarala-Regular.ttf\">${SCINTARI_FONT_REGULAR}</file>\n")
   string(APPEND qrc "    <file alias=\"fonts/Sarala-Bold.ttf\">${SCINTARI_FONT_BOLD}</file>\n")
 else()
   message(WARNING "fonts-dejavu-core not found: the editor's application fonts are left out")
+endif()
+# The fixed-width fonts of the main window.
+find_file(SCINTARI_FONT_MONO DejaVuSansMono.ttf
+  PATHS /usr/share/fonts/truetype/dejavu NO_DEFAULT_PATH)
+find_file(SCINTARI_FONT_MONO_BOLD DejaVuSansMono-Bold.ttf
+  PATHS /usr/share/fonts/truetype/dejavu NO_DEFAULT_PATH)
+if(SCINTARI_FONT_MONO AND SCINTARI_FONT_MONO_BOLD)
+  string(APPEND qrc "    <file alias=\"fonts/DejaVuSansMono.ttf\">${SCINTARI_FONT_MONO}</file>\n")
+  string(APPEND qrc "    <file alias=\"fonts/DejaVuSansMono-Bold.ttf\">${SCINTARI_FONT_MONO_BOLD}</file>\n")
 endif()
 string(APPEND qrc "  </qresource>\n</RCC>\n")
 ple_write_qrc(${ple_res_bin}/editor.qrc "${qrc}")
