@@ -41,14 +41,9 @@
 
 namespace {
 
-// Effects beyond these bounds are valid but too big or too slow to fuzz.
-constexpr FuzzPs::EffectBounds kBounds{32u << 20, 1e-4f, 200.0f};
+// The memory budget of this host, for the effect's pool and for the instance.
+constexpr std::uint64_t kBudget = 32u << 20;
 constexpr int kFrames = 6;
-
-Ps::Context& context() {
-  static Ps::MemManagedContext holder;
-  return holder.get();
-}
 
 std::vector<std::uint8_t> effectAround(const std::uint8_t* data, std::size_t size) {
   const bool strip = data[0] & 1;
@@ -82,8 +77,7 @@ std::vector<std::uint8_t> effectAround(const std::uint8_t* data, std::size_t siz
 
 void runEffect(const std::uint8_t* input, std::size_t inputSize) {
   const std::vector<std::uint8_t> bytes = effectAround(input, inputSize);
-  const auto shell = FuzzPs::loadWithinBounds(bytes.data(), bytes.size(), context(), kBounds);
-  if (!shell) return;
+  const auto shell = FuzzPs::load(bytes.data(), bytes.size(), FuzzPs::contextWithBudget(kBudget));
   const Ps::System& system = shell->getSystem();
 
   const glm::quat identity(1.0f, 0.0f, 0.0f, 0.0f);

@@ -6,7 +6,8 @@
 //   byte; for the noise, coordinates as raw floats.
 // Each object is read twice, as the runtime reads an effect: a size pass, then
 // the creating pass into a pool of exactly that size, which it must not
-// overrun. Only Sl::Exception and Debug::CheckException may come out.
+// overrun. Only Sl::Exception and Debug::CheckException (with the runtime's
+// Ps::LimitException of the memory budget) may come out.
 
 #include <cmath>
 #include <cstddef>
@@ -22,13 +23,15 @@
 #include "particle_system/functions/ps_image_noise3.h"
 #include "particle_system/functions/ps_noise_planes.h"
 #include "particle_system/ps_allocator.h"
+#include "particle_system/ps_limits.h"
 #include "particle_system/ps_random_generator.h"
 #include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_loader_bin_array.h"
 
 namespace {
 
-constexpr std::uint32_t kMaxPool = 16u << 20;
+// The memory budget of this host, held as the runtime holds an effect's pool to its context's.
+constexpr std::uint64_t kBudget = 16u << 20;
 
 const float kInputs[] = {-1.0f, 0.0f, 0.25f, 0.5f, 0.999f, 1.0f, 3.5f, -1e30f, 1e30f, NAN, INFINITY};
 
@@ -39,7 +42,7 @@ bool loadTwice(const std::uint8_t* data, std::size_t size, std::vector<std::uint
     Sl::LoaderBinArray loader(data, static_cast<std::uint32_t>(size));
     computed = T::computePoolSize(loader);
   }
-  if (computed > kMaxPool) return false;
+  Ps::Limits::checkMemory(computed, kBudget, "the function");
   pool.assign(computed, 0);
   Ps::Allocator allocator(pool.data(), computed);
   Sl::LoaderBinArray loader(data, static_cast<std::uint32_t>(size));

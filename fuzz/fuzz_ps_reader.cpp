@@ -2,8 +2,9 @@
 // pass and the building pass into a pool of exactly that size); what loads is instantiated and
 // run for a few frames, with construct, so that every count the file gives (particles, chains,
 // connected emitters, tables) is exercised against the pools it sized. The runtime trusts its
-// input: a refusal is an Sl::Exception or a Debug::CheckException (an assertion); anything else,
-// above all a read or write outside a buffer or pool, is a finding.
+// input within its bounds: a refusal is an Sl::Exception or a Debug::CheckException (an assertion,
+// or a Ps::LimitException of the runtime's bounds and memory budget); anything else, above all a
+// read or write outside a buffer or pool, or a run that doesn't end, is a finding.
 
 #include <cstddef>
 #include <cstdint>
@@ -28,18 +29,12 @@
 
 namespace {
 
-// Valid effects beyond these bounds are too big or too slow to fuzz.
-constexpr FuzzPs::EffectBounds kBounds{16u << 20, 1e-3f, 100.0f};
+// The memory budget of this host, for the effect's pool and for the instance.
+constexpr std::uint64_t kBudget = 16u << 20;
 constexpr int kFrames = 4;
 
-Ps::Context& context() {
-  static Ps::MemManagedContext holder;
-  return holder.get();
-}
-
 void readAndRun(const std::uint8_t* data, std::size_t size) {
-  const auto shell = FuzzPs::loadWithinBounds(data, size, context(), kBounds);
-  if (!shell) return;
+  const auto shell = FuzzPs::load(data, size, FuzzPs::contextWithBudget(kBudget));
   const Ps::System& system = shell->getSystem();
 
   const glm::quat identity(1.0f, 0.0f, 0.0f, 0.0f);

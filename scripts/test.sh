@@ -1,13 +1,42 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, runs each fuzz target for a bounded time, then runs every
-# test. Exits non-zero when anything fails.
+# Installs what is missing, builds, runs every test, then each fuzz target for a bounded time.
+# Both run whatever the other gave; a summary of the two ends the output, with CTest's own
+# summary lines last. Exits non-zero when anything fails.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
 bash scripts/setup.sh
 bash scripts/build.sh
-bash scripts/fuzz.sh "${FUZZ_SECONDS:-225}"
-cd build
+
+ctest_log="$(mktemp)"
+trap 'rm -f "$ctest_log"' EXIT
+
+set +e
 # -noreset: by default the X server resets when its last client leaves, and a test that
 # connects during that reset fails to open the display.
-xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" ctest --output-on-failure -j2 --no-tests=error
+(cd build && xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" \
+  ctest --output-on-failure -j2 --no-tests=error) 2>&1 | tee "$ctest_log"
+tests_status=${PIPESTATUS[0]}
+bash scripts/fuzz.sh "${FUZZ_SECONDS:-225}"
+fuzz_status=$?
+set -e
+
+echo
+echo "== summary"
+if [ "$fuzz_status" -eq 0 ]; then
+  echo "fuzzers: passed"
+else
+  echo "fuzzers: FAILED (scripts/fuzz.sh exit code $fuzz_status; see the output above)"
+fi
+if [ "$tests_status" -eq 0 ]; then
+  echo "tests: passed"
+else
+  echo "tests: FAILED (ctest exit code $tests_status)"
+fi
+# CTest's summary: the pass rate, the total time and any failed tests.
+if grep -q "tests passed, " "$ctest_log"; then
+  sed -n '/tests passed, /,$p' "$ctest_log"
+else
+  tail -n 20 "$ctest_log"
+fi
+[ "$tests_status" -eq 0 ] && [ "$fuzz_status" -eq 0 ]

@@ -50,8 +50,12 @@ bool walkCode(const unsigned char* code, unsigned size, std::vector<signed char>
   const unsigned char* p = code + headerSize;
   const unsigned char* end = code + size;
   auto left = [&]() { return static_cast<unsigned>(end - p); };
-  auto cellFits = [&](unsigned type, unsigned offset) {
-    return type < numValueTypes && offset + getTypeSize(type) <= dataSize;
+  // A cell must lie inside the data area and start on its type's alignment (the data area
+  // itself starts on a pointer's), so that the operations read and write it in place.
+  auto cellFits = [&](unsigned type, unsigned offset, const char* outside, const char* misaligned) {
+    if (!(type < numValueTypes && offset + getTypeSize(type) <= dataSize)) return refuse(outside);
+    if (offset % getTypeAlignment(type) != 0) return refuse(misaligned);
+    return true;
   };
   auto define = [&](unsigned type, unsigned offset) {
     if (cellTypes) (*cellTypes)[offset] = static_cast<signed char>(type);
@@ -60,7 +64,9 @@ bool walkCode(const unsigned char* code, unsigned size, std::vector<signed char>
 
   if (left() < numInputs * inputRecordSize) return refuse("input records cut short");
   for (unsigned i = 0; i < numInputs; ++i, p += inputRecordSize) {
-    if (!cellFits(p[0], getU16(p + 1))) return refuse("input cell outside the data area");
+    if (!cellFits(p[0], getU16(p + 1), "input cell outside the data area",
+                  "input cell not aligned to its type"))
+      return false;
     define(p[0], getU16(p + 1));
   }
 
@@ -76,11 +82,15 @@ bool walkCode(const unsigned char* code, unsigned size, std::vector<signed char>
     if (!getOverload(p[0], p[1], p[2], &func, &resultType, argTypes, 3, &numArgs) || !func)
       return refuse("operation outside the tables");
     const unsigned resultOffset = getU16(p + 3);
-    if (!cellFits(resultType, resultOffset)) return refuse("result cell outside the data area");
+    if (!cellFits(resultType, resultOffset, "result cell outside the data area",
+                  "result cell not aligned to its type"))
+      return false;
     p += commandFixedSize;
     if (left() < 2 * numArgs) return refuse("command arguments cut short");
     for (unsigned a = 0; a < numArgs; ++a)
-      if (!cellFits(argTypes[a], getU16(p + 2 * a))) return refuse("argument outside the data area");
+      if (!cellFits(argTypes[a], getU16(p + 2 * a), "argument outside the data area",
+                    "argument not aligned to its type"))
+        return false;
     p += 2 * numArgs;
     argumentsSeen += numArgs;
     define(resultType, resultOffset);
@@ -92,13 +102,17 @@ bool walkCode(const unsigned char* code, unsigned size, std::vector<signed char>
   p += 2;
   if (left() < numConstants * constantRecordSize) return refuse("constant records cut short");
   for (unsigned i = 0; i < numConstants; ++i, p += constantRecordSize) {
-    if (!cellFits(VT_Float, getU16(p))) return refuse("constant outside the data area");
+    if (!cellFits(VT_Float, getU16(p), "constant outside the data area",
+                  "constant not aligned to its type"))
+      return false;
     define(VT_Float, getU16(p));
   }
   if (left() != trailerSize) return refuse("result record missing or bytes behind it");
   const unsigned resultType = p[0];
   const unsigned resultOffset = getU16(p + 1);
-  if (!cellFits(resultType, resultOffset)) return refuse("result cell outside the data area");
+  if (!cellFits(resultType, resultOffset, "result cell outside the data area",
+                "result cell not aligned to its type"))
+    return false;
 
   if (cellTypes) {
     auto typed = [&](unsigned type, unsigned offset) {

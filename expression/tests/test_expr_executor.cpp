@@ -217,6 +217,51 @@ TEST(ExprCodeCheck, CorruptFieldsAreRefused) {
   refused(command + 2, 0, "result cell of another type");  // float overload: float result
 }
 
+// A cell must end inside the data area, not merely start there, and start on a
+// multiple of its type's alignment. Each row changes one byte of "a + t" (a vec3
+// at 0, t at 12, the sum at 16, data size 28) or of "t * 2" (t at 0, the
+// constant at 4, the product at 8, data size 12).
+TEST(ExprCodeCheck, CellsEndInsideTheDataAreaOnTheirAlignment) {
+  const auto sum = compile("a + t", {v3("a", 0, 0, 0), f("t", 0)});
+  const auto product = compile("t * 2", {f("t", 0)});
+  const unsigned command = 7 + 6;               // of "a + t"
+  const unsigned sumTrailer = command + 9 + 2;  // after the command and the constant count
+  const unsigned constant = 7 + 3 + 9 + 2;      // of "t * 2": its offset field
+  struct Row {
+    const std::vector<unsigned char>* code;
+    unsigned at;
+    unsigned char value;
+    const char* reason;
+  };
+  const Row rows[] = {
+      {&sum, 5, 14, "input cell outside the data area"},        // t at 12 would end at 16
+      {&sum, 5, 27, "result cell outside the data area"},       // the sum would end at 28
+      {&sum, command + 5, 20, "argument outside the data area"},  // a vec3 read at 20..32
+      {&sum, sumTrailer + 1, 24, "result cell outside the data area"},
+      {&product, constant, 10, "constant outside the data area"},  // 10..14 of 12
+      {&sum, 7 + 3 + 1, 13, "input cell not aligned to its type"},
+      {&sum, command + 3, 2, "result cell not aligned to its type"},
+      {&sum, command + 7, 1, "argument not aligned to its type"},
+      {&sum, sumTrailer + 1, 2, "result cell not aligned to its type"},
+      {&product, constant, 6, "constant not aligned to its type"},
+  };
+  for (const Row& row : rows) {
+    auto bad = *row.code;
+    ASSERT_LT(row.at + 1, bad.size());
+    bad[row.at] = row.value;
+    const char* why = nullptr;
+    EXPECT_FALSE(Expr::checkCode(bad.data(), static_cast<unsigned>(bad.size()), &why))
+        << "byte " << row.at << " = " << int(row.value);
+    EXPECT_STREQ(why ? why : "(none)", row.reason) << "byte " << row.at;
+  }
+  // The unchanged codes pass, and their data sizes are as the rows assume.
+  EXPECT_TRUE(Expr::checkCode(sum.data(), static_cast<unsigned>(sum.size())));
+  EXPECT_TRUE(Expr::checkCode(product.data(), static_cast<unsigned>(product.size())));
+  EXPECT_EQ(sum[5], 28);
+  EXPECT_EQ(product[5], 12);
+  EXPECT_EQ(sum.size(), sumTrailer + 3);
+}
+
 TEST(ExprCodeCheck, ExecutorAssertsOnCorruptCode) {
   auto code = compile("a + 1", {f("a", 0)});
   code[1] = 200;  // 200 commands announced

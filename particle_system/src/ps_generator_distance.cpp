@@ -6,6 +6,7 @@
 #include "particle_system/ps_emitter_factory.h"
 #include "particle_system/ps_emitter_inst.h"
 #include "particle_system/ps_interpolation.h"
+#include "particle_system/ps_limits.h"
 #include "particle_system/ps_system_inst.h"
 #include "particle_system/ps_value_io.h"
 
@@ -59,14 +60,21 @@ void GeneratorDistance::processGenerate(EmitterInst& inst, const glm::vec3& posi
     {
         const float increment = d / segment;
         float total = increment + data.phase;
-        DEBUG_ASSERT(total < kMaxShotsPerStep);
+        if (!(total < kMaxShotsPerStep))
+            Limits::refuseShotsPerStep(total);
         float k = 1.0f - data.phase;
         if (!(increment < kMinNormalFloat))
             k = k / increment;
         while (total >= 1.0f)
         {
-            inst.setEmitterPosition(p0 + (position - p0) * k);
-            inst.setEmitterRotation(slerpQuat(r0, rotation, k));
+            systemInst.countShot();
+            // The emitter's place at the shot is read only by the particles it makes: a shot
+            // into a full pool skips it, so that such shots stay cheap.
+            if (burst_ && inst.hasFreeParticle())
+            {
+                inst.setEmitterPosition(p0 + (position - p0) * k);
+                inst.setEmitterRotation(slerpQuat(r0, rotation, k));
+            }
             inst.setTime(t + dt * k);
             systemInst.setTime(s + dt * k);
             inst.shootParticles(burst_, (1.0f - k) * dt, data.burstPosition);

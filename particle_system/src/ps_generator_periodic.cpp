@@ -5,6 +5,7 @@
 #include "particle_system/ps_emitter_factory.h"
 #include "particle_system/ps_emitter_inst.h"
 #include "particle_system/ps_interpolation.h"
+#include "particle_system/ps_limits.h"
 #include "particle_system/ps_system_inst.h"
 #include "particle_system/ps_value_io.h"
 
@@ -75,11 +76,13 @@ void GeneratorPeriodic::processGenerate(EmitterInst& inst, const glm::vec3& posi
     float remaining = dt;
     float total = dt * rate + data.phase;
     float current = data.phase;
-    DEBUG_ASSERT(total < kMaxShotsPerStep);
+    if (!(total < kMaxShotsPerStep))
+        Limits::refuseShotsPerStep(total);
     const glm::vec3 prevPosition = inst.getPrevEmitterPosition();
     const glm::quat prevRotation = inst.getPrevEmitterRotation();
     while (total >= 1.0f)
     {
+        systemInst.countShot();
         const float step = (1.0f - current) / rate;
         remaining -= step;
         t += step;
@@ -91,16 +94,21 @@ void GeneratorPeriodic::processGenerate(EmitterInst& inst, const glm::vec3& posi
         }
         inst.setTime(t);
         systemInst.setTime(s);
-        if (dt > kEpsilon)
+        // The emitter's place at the shot is read only by the particles it makes: a shot into a
+        // full pool skips it, so that such shots stay cheap.
+        if (burst_ && inst.hasFreeParticle())
         {
-            const float k = remaining / dt;
-            inst.setEmitterPosition(position + (prevPosition - position) * k);
-            inst.setEmitterRotation(slerpQuat(rotation, prevRotation, k));
-        }
-        else
-        {
-            inst.setEmitterPosition(position);
-            inst.setEmitterRotation(rotation);
+            if (dt > kEpsilon)
+            {
+                const float k = remaining / dt;
+                inst.setEmitterPosition(position + (prevPosition - position) * k);
+                inst.setEmitterRotation(slerpQuat(rotation, prevRotation, k));
+            }
+            else
+            {
+                inst.setEmitterPosition(position);
+                inst.setEmitterRotation(rotation);
+            }
         }
         data.burstSize = static_cast<float>(burst_);
         inst.shootParticles(burst_, remaining, data.burstPosition);

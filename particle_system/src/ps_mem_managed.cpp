@@ -2,6 +2,7 @@
 
 #include "particle_system/ps_allocator.h"
 #include "particle_system/ps_context.h"
+#include "particle_system/ps_limits.h"
 #include "particle_system/ps_mem_managed_context.h"
 #include "particle_system/ps_mem_managed_system_inst.h"
 #include "particle_system/ps_mem_managed_system_shell.h"
@@ -29,6 +30,7 @@ MemManagedSystemShell::MemManagedSystemShell(const uint8* data, uint32 size, Con
         Sl::LoaderBinArray loader(data, size);
         poolSize_ = SystemFactory::computePoolSize(loader, context);
     }
+    Limits::checkMemory(poolSize_, context.getMemoryBudget(), "the compiled effect");
     pool_.reset(new uint8[poolSize_ ? poolSize_ : 1]());
     Sl::LoaderBinArray loader(data, size);
     Allocator allocator(pool_.get(), poolSize_);
@@ -43,6 +45,7 @@ MemManagedSystemShell::~MemManagedSystemShell() = default;
 MemManagedSystemInst::MemManagedSystemInst(const System& system, const glm::vec3& position,
                                            const glm::quat& rotation)
 {
+    SystemInst::checkMemoryBudget(system);
     const uint32 objectSize = Allocator::aligned(sizeof(SystemInst));
     blockSize_ = Allocator::checkedSize(static_cast<uint64>(objectSize) + SystemInst::computePoolSize(system));
     // Zeroed, so that the padding between particle values is the same in every run.

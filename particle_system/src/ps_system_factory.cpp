@@ -4,6 +4,7 @@
 #include "particle_system/ps_context.h"
 #include "particle_system/ps_emitter.h"
 #include "particle_system/ps_emitter_factory.h"
+#include "particle_system/ps_limits.h"
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_system.h"
 #include "particle_system/ps_value_io.h"
@@ -91,9 +92,11 @@ uint32 SystemFactory::computePoolSize(Sl::Loader& loader, const Context& context
     }
 
     loader.skipUint32();  // "num_rcalls"
-    loader.skipFloat();   // "fps"
-    loader.skipGroup();   // "seed"
-    loader.skipFloat();   // "presim_time"
+    // The time bounds are checked here already, so that such an effect gets no pool at all.
+    const float fps = readF32(loader);
+    Limits::checkFrameRate(fps);
+    loader.skipGroup();  // "seed"
+    Limits::checkPresimTime(readF32(loader), fps, 1.0f / fps);
     return Allocator::checkedSize(size);
 }
 
@@ -179,9 +182,10 @@ System* SystemFactory::createFromLoader(Sl::Loader& loader, Allocator& allocator
 
     const uint32 maxNumRenderCalls = readU32(loader);
     const float fps = readF32(loader);
+    // A frame must have a positive, bounded length, or update() would never use time up, or
+    // would spend without bound on one frame.
+    Limits::checkFrameRate(fps);
     const float frameTime = 1.0f / fps;
-    // A frame must have a positive length, or no amount of time would ever be used up.
-    DEBUG_ASSERT(frameTime > 0.0f);
     std::optional<uint32> seed;
     {
         Sl::ScopedLoaderGroup group(loader, 0);
@@ -190,6 +194,7 @@ System* SystemFactory::createFromLoader(Sl::Loader& loader, Allocator& allocator
             seed = readU32(loader);
     }
     const float presimTime = readF32(loader);
+    Limits::checkPresimTime(presimTime, fps, frameTime);
     system_->setTail(maxNumRenderCalls, frameTime, seed, presimTime);
 
     checkMeshCapacities();

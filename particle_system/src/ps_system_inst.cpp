@@ -8,6 +8,7 @@
 #include "particle_system/ps_emitter.h"
 #include "particle_system/ps_emitter_inst.h"
 #include "particle_system/ps_interpolation.h"
+#include "particle_system/ps_limits.h"
 #include "particle_system/ps_mesh.h"
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_random_generator.h"
@@ -23,10 +24,15 @@ namespace
 // texture channels.
 constexpr uint32 kDebugPositionComponents = 3;
 
+uint32 debugMeshSize(uint32 maxVertices, uint32 maxIndices)
+{
+    return Mesh::computePoolSizeWithMeshObject(maxVertices, kDebugPositionComponents, false, true,
+                                               nullptr, 0, maxIndices);
+}
+
 std::unique_ptr<uint8[]> makeDebugMesh(uint32 maxVertices, uint32 maxIndices, Mesh*& mesh)
 {
-    const uint32 size = Mesh::computePoolSizeWithMeshObject(
-        maxVertices, kDebugPositionComponents, false, true, nullptr, 0, maxIndices);
+    const uint32 size = debugMeshSize(maxVertices, maxIndices);
     std::unique_ptr<uint8[]> block(new uint8[size]);
     mesh = Mesh::createInPool(block.get(), maxVertices, kDebugPositionComponents, false, true,
                               nullptr, 0, maxIndices);
@@ -57,10 +63,42 @@ uint32 SystemInst::computePoolSize(const System& system)
     return Allocator::checkedSize(size);
 }
 
+uint64 SystemInst::computeMemoryNeed(const System& system)
+{
+    // The debug meshes as the constructor sizes them: the wireframe after the meshes' vertices
+    // and triangles, the positions after the deepest count of particles.
+    uint64 totalVertices = 0;
+    uint64 totalWireIndices = 0;
+    for (uint32 i = 0; i < system.getNumMeshes(); ++i)
+    {
+        const MeshFactory& factory = system.getMeshFactory(i);
+        totalVertices += factory.getMaxVertices();
+        totalWireIndices += static_cast<uint64>(factory.getMaxIndices() / 3) * 6;
+    }
+    uint64 totalParticles = 0;
+    for (uint32 i = 0; i < system.getNumEmitters(); ++i)
+        totalParticles += system.getEmitter(i).getMaxNumParticlesDeep();
+    const uint32 numPositions = Allocator::checkedSize(totalParticles);
+    uint64 need = Allocator::aligned(sizeof(SystemInst));
+    need += computePoolSize(system);
+    need += debugMeshSize(Allocator::checkedSize(totalVertices), Allocator::checkedSize(totalWireIndices));
+    need += debugMeshSize(numPositions, numPositions);
+    return need;
+}
+
+void SystemInst::checkMemoryBudget(const System& system)
+{
+    Limits::checkMemory(computeMemoryNeed(system), system.getContext().getMemoryBudget(),
+                        "one instance of the effect");
+}
+
 SystemInst::SystemInst(uint8* pool, const System& system, const glm::vec3& position,
                        const glm::quat& rotation)
     : system_(system), lastPosition_(position), lastRotation_(rotation)
 {
+    // A host that sized the pool itself still gets the budget's refusal before the debug meshes
+    // are made.
+    checkMemoryBudget(system);
     stats_.emitters.resize(system.getNumEmitters());
 
     Allocator allocator(pool, computePoolSize(system));
@@ -131,6 +169,8 @@ EmitterInst* SystemInst::getEmitterInst(const Emitter& emitter) const
 void SystemInst::update(const glm::vec3& position, const glm::quat& rotation, float dt)
 {
     const float frameTime = system_.getFrameTime();
+    // Before anything changes: a refused step leaves the instance as it was.
+    Limits::checkUpdateTime(dt, subFrameTime_, frameTime);
     const float accumulated = dt + subFrameTime_;
     if (!(accumulated > frameTime))
     {
@@ -143,6 +183,7 @@ void SystemInst::update(const glm::vec3& position, const glm::quat& rotation, fl
     // began (updateFrame moves the last position on), so a long call spreads its frames evenly.
     const glm::vec3 fromPosition = lastPosition_;
     const glm::quat fromRotation = lastRotation_;
+    shotsInCall_ = 0;
     float done = 0.0f;
     float rest;
     do
@@ -150,7 +191,7 @@ void SystemInst::update(const glm::vec3& position, const glm::quat& rotation, fl
         const float t = done / dt;
         const glm::vec3 framePosition = lerpVec3(fromPosition, position, t);
         const glm::quat frameRotation = slerpQuat(fromRotation, rotation, t);
-        done += updateFrame(framePosition, frameRotation);
+        done += simulateFrame(framePosition, frameRotation);
         rest = dt - done + subFrameTime_;
     } while (rest > frameTime);
     subFrameTime_ = rest;
@@ -159,6 +200,12 @@ void SystemInst::update(const glm::vec3& position, const glm::quat& rotation, fl
 }
 
 float SystemInst::updateFrame(const glm::vec3& position, const glm::quat& rotation)
+{
+    shotsInCall_ = 0;
+    return simulateFrame(position, rotation);
+}
+
+float SystemInst::simulateFrame(const glm::vec3& position, const glm::quat& rotation)
 {
     for (Stats::Emitter& emitter : stats_.emitters)
     {

@@ -1,7 +1,6 @@
 // scintari blocks: lists the kinds of block and shows one with its defaults.
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,8 +13,8 @@
 #include "particle_layout_model/plm_block_stream.h"
 #include "particle_layout_model/plm_blocks_factory.h"
 #include "particle_layout_model/plm_system.h"
-#include "revision_saveload/sl_exceptions.h"
 #include "scintari_command.h"
+#include "scintari_input.h"
 
 namespace {
 
@@ -56,7 +55,8 @@ const char* const help =
     "  connectors it has once it stands in an emitter.\n"
     "\n"
     "  An unknown name, or a file that isn't a block, prints a message on standard\n"
-    "  error (exit code 2). Bad arguments: exit code 1.\n";
+    "  error (exit code 2); a file to load is a regular file of at most 67108864\n"
+    "  bytes. Bad arguments: exit code 1.\n";
 
 int usage(const std::string& why) {
   std::cerr << "scintari blocks: " << why
@@ -130,18 +130,18 @@ void shapeExpression(Plm::BlockFuncExpression& block,
 }
 
 int loadAndPrint(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    std::cerr << "scintari blocks: can't read " << path << "\n";
+  std::vector<uint8_t> bytes;
+  std::string why;
+  if (!Scintari::readInputFile(path, bytes, why)) {
+    std::cerr << "scintari blocks: " << why << "\n";
     return 2;
   }
-  const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                                   std::istreambuf_iterator<char>());
   std::unique_ptr<Plm::Block> block;
   try {
     block = Plm::loadBlockPlain(bytes.data(), bytes.size());
-  } catch (const Sl::Exception& e) {
-    std::cerr << "scintari blocks: " << path << " is not a block (" << e.what() << ")\n";
+  } catch (const std::exception& e) {
+    std::cerr << "scintari blocks: " << path << " is not a block: "
+              << Scintari::describeFailure(e, "the block") << "\n";
     return 2;
   }
   if (!block) {

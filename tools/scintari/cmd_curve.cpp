@@ -1,13 +1,12 @@
 // scintari curve: evaluates a curve or a path at given times, so that one can be checked
 // from outside the editor.
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -25,6 +24,8 @@
 #include "revision_saveload/sl_loader_bin_array.h"
 #include "revision_saveload/sl_saver_bin_flex.h"
 #include "scintari_command.h"
+#include "scintari_input.h"
+#include "scintari_numbers.h"
 
 namespace {
 
@@ -59,8 +60,9 @@ const char* const help =
     "                        (the default), \"broken\" (the path is cut there), or\n"
     "                        \"bezier:IX,IY:OX,OY\" with its two control points\n"
     "  --path-file <file>    a path saved as a stream, as --save writes it\n"
-    "  --subdiv N            a path's Bezier subdivision, at least 1 (default 15)\n"
-    "  --range A B N         adds N + 1 evenly spaced times from A to B\n"
+    "  --subdiv N            a path's Bezier subdivision, from 1 to 1000000 (default 15)\n"
+    "  --range A B N         adds N + 1 evenly spaced times from A to B; N from 1 to\n"
+    "                        1000000\n"
     "  --save <file>         also writes the curve or path record to <file>\n"
     "                        (native byte order, no type tags)\n"
     "\n"
@@ -70,7 +72,8 @@ const char* const help =
     "                                     share t of its length, as the runtime reads\n"
     "                                     its resampled form (t is clamped to 0..1)\n"
     "  Numbers are printed with 9 significant digits (\"%.9g\"), so that they read\n"
-    "  back as the same float.\n"
+    "  back as the same float. Times, values and points are finite decimal numbers\n"
+    "  from -3.4e38 to 3.4e38; a file is a regular file of at most 67108864 bytes.\n"
     "\n"
     "  A key description that can't be read, keys out of time order or a file that\n"
     "  doesn't hold a record are refused (exit code 2) with a line\n"
@@ -82,20 +85,17 @@ struct Refused {
   std::string message;
 };
 
+// Any finite float: times, values and points.
+const Scintari::RealRule kFiniteFloat{"a number", -Scintari::kFloatMax, Scintari::kFloatMax};
+
 bool parseFloat(const std::string& text, float& value) {
-  if (text.empty()) return false;
-  errno = 0;
-  char* end = nullptr;
-  value = std::strtof(text.c_str(), &end);
-  return end == text.c_str() + text.size();
+  std::string why;
+  return Scintari::parseFloat(text, kFiniteFloat, value, why);
 }
 
-bool parseUnsigned(const std::string& text, unsigned& value) {
-  if (text.empty() || text[0] == '-') return false;
-  char* end = nullptr;
-  errno = 0;
-  const unsigned long v = std::strtoul(text.c_str(), &end, 10);
-  if (end != text.c_str() + text.size() || errno == ERANGE || v > 1000000ul) return false;
+bool parseCount(const std::string& text, const char* name, unsigned& value, std::string& why) {
+  std::uint64_t v = 0;
+  if (!Scintari::parseWhole(text, {name, 1, 1000000}, v, why)) return false;
   value = static_cast<unsigned>(v);
   return true;
 }
@@ -232,24 +232,30 @@ Path<glm::vec2> parsePath(const std::string& text) {
   return path;
 }
 
-std::vector<uint8_t> readFile(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  if (!file) throw Refused{"can't open \"" + name + "\""};
-  std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
-                             std::istreambuf_iterator<char>());
-  if (bytes.size() > 0xffffffffu) throw Refused{"\"" + name + "\" is too large"};
-  return bytes;
-}
-
 template <class T>
 T loadRecord(const std::string& name, const char* what) {
-  const std::vector<uint8_t> bytes = readFile(name);
+  std::vector<uint8_t> bytes;
+  std::string why;
+  if (!Scintari::readInputFile(name, bytes, why)) throw Refused{why};
   T value;
+  std::optional<uint64_t> at = 0;  // a stream without its header byte fails at byte 0
   try {
     Sl::LoaderBinArray loader(bytes.data(), static_cast<uint32_t>(bytes.size()));
-    Sl::read(loader, value);
+    try {
+      Sl::read(loader, value);
+    } catch (const Sl::Exception&) {
+      at = loader.position();
+      throw;
+    } catch (const Debug::CheckException&) {
+      at = loader.position();
+      throw;
+    }
   } catch (const Sl::Exception& e) {
-    throw Refused{"\"" + name + "\" doesn't hold a " + what + " record (" + e.what() + ")"};
+    throw Refused{"\"" + name + "\" doesn't hold a " + what + " record: " +
+                  Scintari::describeStreamFailure(e, at)};
+  } catch (const Debug::CheckException&) {
+    throw Refused{"\"" + name + "\" doesn't hold a " + what + " record: the " + what +
+                  " is damaged at byte " + std::to_string(*at)};
   }
   return value;
 }
@@ -357,22 +363,30 @@ int run(const std::vector<std::string>& args) {
     } else if (arg == "--sampled") {
       sampled = true;
     } else if (arg == "--subdiv") {
-      std::string text;
-      if (!value(text) || !parseUnsigned(text, subdiv) || subdiv == 0)
-        return usage("--subdiv needs a whole number of at least 1");
+      std::string text, why;
+      if (!value(text)) return usage("--subdiv needs a value");
+      if (!parseCount(text, "--subdiv", subdiv, why)) return usage(why);
     } else if (arg == "--range") {
       float a, b;
       unsigned n;
-      if (i + 3 >= args.size() || !parseFloat(args[i + 1], a) || !parseFloat(args[i + 2], b) ||
-          !parseUnsigned(args[i + 3], n) || n == 0)
-        return usage("--range needs A B N, N a whole number of at least 1");
+      std::string why;
+      if (i + 3 >= args.size()) return usage("--range needs A B N");
+      if (!Scintari::parseFloat(args[i + 1], {"A of --range", kFiniteFloat.min, kFiniteFloat.max},
+                                a, why) ||
+          !Scintari::parseFloat(args[i + 2], {"B of --range", kFiniteFloat.min, kFiniteFloat.max},
+                                b, why) ||
+          !parseCount(args[i + 3], "N of --range", n, why))
+        return usage(why);
       i += 3;
       for (unsigned k = 0; k <= n; ++k)
         times.push_back(a + (b - a) * (static_cast<float>(k) / static_cast<float>(n)));
-    } else if (parseFloat(arg, t)) {
-      times.push_back(t);
-    } else {
+    } else if (arg.rfind("--", 0) == 0) {
       return usage("unknown argument \"" + arg + "\"");
+    } else {
+      std::string why;
+      if (!Scintari::parseFloat(arg, {"a time", kFiniteFloat.min, kFiniteFloat.max}, t, why))
+        return usage(why);
+      times.push_back(t);
     }
   }
   if (sources != 1) return usage("give exactly one of --keys, --file, --path-keys, --path-file");

@@ -1,6 +1,4 @@
 // scintari expr: parses an expression, lists its byte code and evaluates it.
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -10,6 +8,7 @@
 #include "expression/expr_listing.h"
 #include "expression/expr_parser.h"
 #include "scintari_command.h"
+#include "scintari_numbers.h"
 
 namespace {
 
@@ -22,9 +21,12 @@ const char* const help =
     "\n"
     "  --input name=type:value  an input; type is float, vec2, vec3 or quat and\n"
     "                           value its components separated by commas, e.g.\n"
-    "                           --input v=vec3:1,2,3  --input q=quat:0,0,0,1 (w last)\n"
+    "                           --input v=vec3:1,2,3  --input q=quat:0,0,0,1 (w last);\n"
+    "                           each component a finite decimal number from -3.4e38\n"
+    "                           to 3.4e38\n"
     "  --dt seconds             appends the float input \"dt\" as the last input,\n"
-    "                           as an expression block of an emitter does\n"
+    "                           as an expression block of an emitter does; a finite\n"
+    "                           number from -3.4e38 to 3.4e38\n"
     "  --                       ends the options: what follows is the expression,\n"
     "                           for one that begins with \"--\" (\"--a\" is -(-a))\n"
     "\n"
@@ -68,12 +70,9 @@ bool parseType(const std::string& text, Expr::EnumValueType& type) {
   return false;
 }
 
-bool parseFloat(const std::string& text, float& value) {
-  if (text.empty()) return false;
-  errno = 0;
-  char* end = nullptr;
-  value = std::strtof(text.c_str(), &end);
-  return end == text.c_str() + text.size();
+// Inputs take any finite float.
+Scintari::RealRule finiteFloat(const char* name) {
+  return Scintari::RealRule{name, -Scintari::kFloatMax, Scintari::kFloatMax};
 }
 
 // "name=type:v1,v2,..."
@@ -98,10 +97,8 @@ bool parseInput(const std::string& text, CliInput& input, std::string& why) {
     const std::string part = rest.substr(start, comma == std::string::npos ? std::string::npos
                                                                             : comma - start);
     float v = 0;
-    if (!parseFloat(part, v)) {
-      why = "bad number '" + part + "' in the value of '" + input.name + "'";
-      return false;
-    }
+    const std::string name = "a component of '" + input.name + "'";
+    if (!Scintari::parseFloat(part, finiteFloat(name.c_str()), v, why)) return false;
     input.value.push_back(v);
     if (comma == std::string::npos) break;
     start = comma + 1;
@@ -179,7 +176,9 @@ int runExpr(const std::vector<std::string>& args) {
       if (!parseInput(value, input, why)) return usage(why);
       inputs.push_back(input);
     } else if (arg == "--dt") {
-      if (i + 1 >= args.size() || !parseFloat(args[i + 1], dt)) return usage("--dt needs a number");
+      if (i + 1 >= args.size()) return usage("--dt needs a number");
+      std::string why;
+      if (!Scintari::parseFloat(args[i + 1], finiteFloat("--dt"), dt, why)) return usage(why);
       ++i;
       haveDt = true;
     } else if (arg.size() > 1 && arg[0] == '-' && arg[1] == '-') {

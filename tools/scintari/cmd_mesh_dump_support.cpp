@@ -1,7 +1,6 @@
 // The --dump-mesh output of `scintari run` (no command of its own).
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <ostream>
@@ -10,6 +9,7 @@
 #include "particle_system/ps_mesh.h"
 #include "particle_system/ps_render_config.h"
 #include "particle_system/ps_system_inst.h"
+#include "scintari_numbers.h"
 
 namespace Scintari {
 
@@ -28,17 +28,10 @@ const char* const kMeshDumpHelp =
     "    triangle <p> <a> <b> <c>  one line per triangle written (indices 3p..3p+2)\n"
     "  --camera dx dy dz ux uy uz rx ry rz\n"
     "                       view direction, up and right for --dump-mesh (default\n"
-    "                       0 0 -1  0 1 0  1 0 0)\n"
+    "                       0 0 -1  0 1 0  1 0 0); each number from -1000000 to 1000000\n"
     "  Numbers are printed with 9 significant digits (\"%.9g\").\n";
 
 namespace {
-
-bool parseFloat(const std::string& text, float& value) {
-  if (text.empty()) return false;
-  char* end = nullptr;
-  value = std::strtof(text.c_str(), &end);
-  return end == text.c_str() + text.size();
-}
 
 std::string number(float v) {
   char buffer[32];
@@ -58,12 +51,14 @@ float floatAt(const uint8_t* p) {
 
 bool parseMeshDumpCamera(const std::vector<std::string>& args, size_t& i, MeshDumpCamera& camera,
                          std::string& why) {
+  const RealRule rule{"each number of --camera", -1e6, 1e6};
   float v[9];
   for (int k = 0; k < 9; ++k) {
-    if (i + 1 >= args.size() || !parseFloat(args[i + 1], v[k])) {
+    if (i + 1 >= args.size()) {
       why = "--camera needs 9 numbers: direction, up, right";
       return false;
     }
+    if (!parseFloat(args[i + 1], rule, v[k], why)) return false;
     ++i;
   }
   camera.dir = glm::vec3(v[0], v[1], v[2]);

@@ -1,9 +1,7 @@
 // scintari noise: facts and samples of the runtime's shared noise image.
-#include <cerrno>
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -12,6 +10,7 @@
 #include "particle_system/functions/ps_noise_planes.h"
 #include "particle_system/ps_allocator.h"
 #include "scintari_command.h"
+#include "scintari_numbers.h"
 
 namespace {
 
@@ -38,7 +37,8 @@ const char* const help =
     "    sample: <x> <y> <z>\n"
     "  blended trilinearly from the 8 nearest pixels, or with --cubic by\n"
     "  Catmull-Rom from the 64 nearest. The position is in pixels; with --norm\n"
-    "  it is in units of the whole image (1 is one period).\n"
+    "  it is in units of the whole image (1 is one period). Each coordinate is a\n"
+    "  finite number from -3.4e38 to 3.4e38.\n"
     "\n"
     "  Numbers are printed with 9 significant digits (\"%.9g\"). Bad arguments\n"
     "  print a usage message on standard error (exit code 1).\n";
@@ -47,14 +47,6 @@ int usage(const std::string& why) {
   std::cerr << "scintari noise: " << why
             << "\nusage: scintari noise --stats | --at <x> <y> <z> [--cubic] [--norm]\n";
   return 1;
-}
-
-bool parseFloat(const std::string& text, float& value) {
-  if (text.empty()) return false;
-  errno = 0;
-  char* end = nullptr;
-  value = std::strtof(text.c_str(), &end);
-  return end == text.c_str() + text.size();
 }
 
 struct RuntimeImage {
@@ -137,9 +129,12 @@ int runNoise(const std::vector<std::string>& args) {
   }
   if (args[0] != "--at") return usage("unknown option: " + args[0]);
   if (args.size() < 4) return usage("--at needs three coordinates");
+  const Scintari::RealRule rule{"a coordinate of --at", -Scintari::kFloatMax,
+                                Scintari::kFloatMax};
   float p[3];
+  std::string why;
   for (int i = 0; i < 3; ++i)
-    if (!parseFloat(args[1 + i], p[i])) return usage("not a number: " + args[1 + i]);
+    if (!Scintari::parseFloat(args[1 + i], rule, p[i], why)) return usage(why);
   bool cubic = false, norm = false;
   for (std::size_t i = 4; i < args.size(); ++i) {
     if (args[i] == "--cubic")

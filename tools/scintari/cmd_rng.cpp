@@ -1,15 +1,13 @@
 // scintari rng: prints the start of the runtime's random sequence for a seed.
-#include <cctype>
-#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "particle_system/ps_random_generator.h"
 #include "scintari_command.h"
+#include "scintari_numbers.h"
 
 namespace {
 
@@ -18,8 +16,8 @@ const char* const help =
     "\n"
     "  Seeds the runtime's random generator (taus88) with <seed> and prints the\n"
     "  first <n> outputs, as an effect with that fixed seed draws them.\n"
-    "  <seed> is an unsigned 32-bit number, decimal or 0x-prefixed hexadecimal;\n"
-    "  <n> is a count from 0 to 1000000.\n"
+    "  <seed> is a whole number from 0 to 4294967295, decimal or hexadecimal after\n"
+    "  0x; <n> is a count from 0 to 1000000.\n"
     "\n"
     "  Output (exit code 0), on standard output:\n"
     "    seed: <seed, decimal>\n"
@@ -34,20 +32,6 @@ const char* const help =
     "\n"
     "  Bad arguments print a usage message on standard error (exit code 1).\n";
 
-bool parseUnsigned(const std::string& text, std::uint64_t max, std::uint64_t& value) {
-  if (text.empty() || text[0] == '-' || text[0] == '+' || text[0] == ' ') return false;
-  // Decimal, or hexadecimal after "0x"; a leading 0 doesn't mean octal.
-  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  const char* digits = text.c_str() + (hex ? 2 : 0);
-  if (!std::isxdigit(static_cast<unsigned char>(*digits))) return false;
-  errno = 0;
-  char* end = nullptr;
-  const unsigned long long v = std::strtoull(digits, &end, hex ? 16 : 10);
-  if (errno != 0 || end != text.c_str() + text.size() || v > max) return false;
-  value = v;
-  return true;
-}
-
 int usage(const std::string& why) {
   std::cerr << "scintari rng: " << why << "\nusage: scintari rng <seed> <n>\n";
   return 1;
@@ -56,10 +40,10 @@ int usage(const std::string& why) {
 int runRng(const std::vector<std::string>& args) {
   if (args.size() != 2) return usage("expected a seed and a count");
   std::uint64_t seed = 0, count = 0;
-  if (!parseUnsigned(args[0], 0xFFFFFFFFull, seed))
-    return usage("the seed must be an unsigned 32-bit number: " + args[0]);
-  if (!parseUnsigned(args[1], 1000000, count))
-    return usage("the count must be a number from 0 to 1000000: " + args[1]);
+  std::string why;
+  if (!Scintari::parseWhole(args[0], {"the seed", 0, 0xFFFFFFFFull, true}, seed, why) ||
+      !Scintari::parseWhole(args[1], {"the count", 0, 1000000}, count, why))
+    return usage(why);
 
   Ps::RandomGenerator words(static_cast<std::uint32_t>(seed));
   Ps::RandomGenerator floats(static_cast<std::uint32_t>(seed));

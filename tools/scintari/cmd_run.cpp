@@ -1,19 +1,14 @@
 // scintari run: loads a compiled effect from a file and runs it headless, printing statistics.
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <glm/gtc/quaternion.hpp>
 #include <glm/vec3.hpp>
 
-#include "debug/debug_check.h"
 #include "mesh_dump.h"
 #include "particle_system/ps_context.h"
 #include "particle_system/ps_emitter.h"
@@ -23,8 +18,9 @@
 #include "particle_system/ps_mem_managed_system_shell.h"
 #include "particle_system/ps_system.h"
 #include "particle_system/ps_system_inst.h"
-#include "revision_saveload/sl_exceptions.h"
 #include "scintari_command.h"
+#include "scintari_input.h"
+#include "scintari_numbers.h"
 
 namespace {
 
@@ -35,15 +31,24 @@ const char* const kHelp =
     "screen, at the effect's own frame rate, with the emitter standing at the origin.\n"
     "\n"
     "Options:\n"
-    "  --frames N        simulate N frames (default 30)\n"
-    "  --seconds S       simulate S seconds: as many frames as the host time holds\n"
+    "  --frames N        simulate N frames (default 30); N from 0 to 10000000\n"
+    "  --seconds S       simulate the whole frames that S seconds hold at the effect's frame\n"
+    "                    rate (1 second at 30 fps is 30 frames); S from 0 to 100000, and\n"
+    "                    at most 10000000 frames\n"
     "  --update-dt X     drive the instance as a host does, with update() calls of X seconds\n"
     "                    (the instance's accumulator turns them into frames); with --frames N\n"
-    "                    it makes N calls, with --seconds S as many as S holds\n"
-    "  --every K         print a record every K frames (or calls with --update-dt)\n"
+    "                    it makes N calls, with --seconds S as many whole calls as S holds;\n"
+    "                    X from 0.000001 to 3600\n"
+    "  --every K         print a record every K frames (or calls with --update-dt); K from 1\n"
+    "                    to 10000000\n"
     "  --seed N          for an effect without a fixed seed: seed the runtime's source of\n"
-    "                    seeds with N, so that runs repeat\n"
+    "                    seeds with N, so that runs repeat; N from 0 to 4294967295, decimal\n"
+    "                    or hexadecimal after 0x\n"
     "  --dump-particles  at the end, print each live particle's position per emitter instance\n"
+    "\n"
+    "Numbers are read whole and strictly: a value that isn't a finite number of the stated\n"
+    "range is a usage error that names the range. <file> must be a regular file of at most\n"
+    "67108864 bytes (64 MiB).\n"
     "\n"
     "Output, one record per line, numbers in C's %g form:\n"
     "  effect <file> bytes <n>\n"
@@ -63,35 +68,50 @@ const char* const kHelp =
     "\n"
     "The statistics are those of the last simulated frame (instances and particles) and of a\n"
     "construct() run before each record (polygons).\n"
-    "Exit codes: 0 done, 1 usage error, 2 the file can't be read or the effect is refused.\n";
+    "Exit codes: 0 done, 1 usage error, 2 the file can't be read or the effect is refused.\n"
+    "A refusal says what is wrong on standard error, for damaged data with the byte offset\n"
+    "where reading stopped:\n"
+    "  scintari run: <file>: the data ends too early at byte <offset>\n"
+    "  scintari run: <file>: the effect is damaged at byte <offset>\n";
+
+// The most steps (frames, or update() calls) one run makes.
+constexpr uint64_t kMaxSteps = 10000000;
+const Scintari::WholeRule kFramesRule{"--frames", 0, kMaxSteps};
+const Scintari::RealRule kSecondsRule{"--seconds", 0.0, 100000.0};
+const Scintari::RealRule kUpdateDtRule{"--update-dt", 0.000001, 3600.0};
+const Scintari::WholeRule kEveryRule{"--every", 1, kMaxSteps};
+const Scintari::WholeRule kSeedRule{"--seed", 0, 0xFFFFFFFFull, true};
 
 struct Options {
   std::string file;
-  std::optional<long> frames;
+  std::optional<uint64_t> frames;
   std::optional<double> seconds;
   std::optional<double> updateDt;
-  long every = 0;
-  std::optional<unsigned long> seed;
+  uint64_t every = 0;
+  std::optional<uint64_t> seed;
   bool dumpParticles = false;
   bool dumpMesh = false;
   Scintari::MeshDumpCamera camera;
 };
 
-bool parseNumber(const std::string& text, double& out) {
-  char* end = nullptr;
-  out = std::strtod(text.c_str(), &end);
-  return !text.empty() && end && *end == '\0' && std::isfinite(out);
-}
-
-bool parseInteger(const std::string& text, long& out) {
-  char* end = nullptr;
-  out = std::strtol(text.c_str(), &end, 10);
-  return !text.empty() && end && *end == '\0';
-}
-
 int usage(const std::string& message) {
   std::cerr << "scintari run: " << message << "\n";
   return 1;
+}
+
+int refused(const Options& options, const std::string& message) {
+  std::cerr << "scintari run: " << options.file << ": " << message << "\n";
+  return 2;
+}
+
+// The whole steps of `stepLength` seconds that `seconds` hold, or nothing beyond kMaxSteps.
+// The frame time is a float near 1 / fps, so the quotient may fall a hair short of the whole
+// number it stands for (1 / float(1 / 30) is 29.9999984): a few float roundings of slack
+// count it whole, far less than any step the user could mean.
+std::optional<uint64_t> stepsIn(double seconds, double stepLength) {
+  const double holds = seconds / stepLength * (1.0 + 0x1p-22);
+  if (!(holds >= 0.0 && holds < static_cast<double>(kMaxSteps) + 1.0)) return std::nullopt;
+  return static_cast<uint64_t>(std::floor(holds));
 }
 
 std::string num(double v) {
@@ -130,28 +150,19 @@ void dumpInstance(std::ostream& out, const Ps::EmitterInst& inst, const std::str
 }
 
 int runEffect(const Options& options) {
-  std::ifstream in(options.file, std::ios::binary);
-  if (!in) {
-    std::cerr << "scintari run: can't read '" << options.file << "'\n";
+  std::vector<uint8_t> bytes;
+  std::string why;
+  if (!Scintari::readInputFile(options.file, bytes, why)) {
+    std::cerr << "scintari run: " << why << "\n";
     return 2;
   }
-  const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                                   std::istreambuf_iterator<char>());
   std::ostream& out = std::cout;
   out << "effect " << options.file << " bytes " << bytes.size() << "\n";
 
   Ps::MemManagedContext context;
-  std::unique_ptr<Ps::MemManagedSystemShell> shell;
-  try {
-    shell = std::make_unique<Ps::MemManagedSystemShell>(
-        bytes.data(), static_cast<uint32_t>(bytes.size()), context.get());
-  } catch (const Sl::Exception& e) {
-    std::cerr << "scintari run: the effect can't be read: " << e.what() << "\n";
-    return 2;
-  } catch (const Debug::CheckException& e) {
-    std::cerr << "scintari run: the effect is refused: " << e.what() << "\n";
-    return 2;
-  }
+  const std::unique_ptr<Ps::MemManagedSystemShell> shell =
+      Scintari::loadEffect(bytes, context.get(), why);
+  if (!shell) return refused(options, why);
   const Ps::System& system = shell->getSystem();
   out << "pool computed " << shell->getPoolSize() << " used " << shell->getUsedPoolSize() << "\n";
 
@@ -163,13 +174,27 @@ int runEffect(const Options& options) {
     seedText = "seed context " + std::to_string(*options.seed);
   }
 
+  // Steps: frames of the effect, or update() calls of the host's step.
+  const double stepLength = options.updateDt ? *options.updateDt : system.getFrameTime();
+  uint64_t steps = 30;
+  if (options.frames) {
+    steps = *options.frames;
+  } else if (options.seconds) {
+    const std::optional<uint64_t> held = stepsIn(*options.seconds, stepLength);
+    if (!held) {
+      std::cerr << "scintari run: --seconds " << num(*options.seconds) << " holds more than the "
+                << kMaxSteps << " steps a run may have, at " << num(stepLength) << " s each\n";
+      return 1;
+    }
+    steps = *held;
+  }
+
   std::unique_ptr<Ps::MemManagedSystemInst> holder;
   try {
     holder = std::make_unique<Ps::MemManagedSystemInst>(system, glm::vec3(0.0f),
                                                         glm::quat(1.0f, 0.0f, 0.0f, 0.0f));
-  } catch (const Debug::CheckException& e) {
-    std::cerr << "scintari run: the effect is refused: " << e.what() << "\n";
-    return 2;
+  } catch (const std::exception& e) {
+    return refused(options, Scintari::describeFailure(e) + " (while starting it)");
   }
   Ps::SystemInst& inst = holder->get();
   out << "instance_block " << holder->getBlockSize() << "\n";
@@ -186,14 +211,6 @@ int runEffect(const Options& options) {
         << emitter.getNumConnectedEmitters() << "\n";
   }
 
-  // Steps: frames of the effect, or update() calls of the host's step.
-  const double stepLength = options.updateDt ? *options.updateDt : system.getFrameTime();
-  long steps = 30;
-  if (options.frames)
-    steps = *options.frames;
-  else if (options.seconds)
-    steps = static_cast<long>(std::floor(*options.seconds / stepLength + 1e-6));
-
   const glm::vec3 position(0.0f);
   const glm::quat rotation(1.0f, 0.0f, 0.0f, 0.0f);
   const std::optional<Ps::RenderConfig> config;
@@ -201,8 +218,9 @@ int runEffect(const Options& options) {
     inst.construct(glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f),
                    glm::vec3(1.0f, 0.0f, 0.0f), config);
   };
+  uint64_t k = 1;
   try {
-    for (long k = 1; k <= steps; ++k) {
+    for (; k <= steps; ++k) {
       if (options.updateDt)
         inst.update(position, rotation, static_cast<float>(*options.updateDt));
       else
@@ -215,9 +233,10 @@ int runEffect(const Options& options) {
       }
     }
     constructAll();
-  } catch (const Debug::CheckException& e) {
-    std::cerr << "scintari run: the effect failed while running: " << e.what() << "\n";
-    return 2;
+  } catch (const std::exception& e) {
+    const std::string when = k <= steps ? " (in step " + std::to_string(k) + ")"
+                                        : " (while building its geometry)";
+    return refused(options, Scintari::describeFailure(e) + when);
   }
   out << "end steps " << steps << " time " << num(inst.getTime()) << " sub_frame "
       << num(inst.getSubFrameTime()) << " particles " << inst.getStats().numParticles
@@ -230,10 +249,8 @@ int runEffect(const Options& options) {
   if (options.dumpMesh) {
     try {
       Scintari::dumpMeshes(out, inst, options.camera);
-    } catch (const Debug::CheckException& e) {
-      std::cerr << "scintari run: the effect failed while building its geometry: " << e.what()
-                << "\n";
-      return 2;
+    } catch (const std::exception& e) {
+      return refused(options, Scintari::describeFailure(e) + " (while building its geometry)");
     }
   }
   return 0;
@@ -250,36 +267,37 @@ int run(const std::vector<std::string>& args) {
       }
       return &args[++i];
     };
+    std::string why;
     if (arg == "--frames") {
       const std::string* v = value("--frames");
-      long n = 0;
+      uint64_t n = 0;
       if (!v) return 1;
-      if (!parseInteger(*v, n) || n < 0) return usage("--frames takes a count");
+      if (!Scintari::parseWhole(*v, kFramesRule, n, why)) return usage(why);
       options.frames = n;
     } else if (arg == "--seconds") {
       const std::string* v = value("--seconds");
       double s = 0.0;
       if (!v) return 1;
-      if (!parseNumber(*v, s) || s < 0.0) return usage("--seconds takes a time in seconds");
+      if (!Scintari::parseReal(*v, kSecondsRule, s, why)) return usage(why);
       options.seconds = s;
     } else if (arg == "--update-dt") {
       const std::string* v = value("--update-dt");
       double s = 0.0;
       if (!v) return 1;
-      if (!parseNumber(*v, s) || s <= 0.0) return usage("--update-dt takes a positive time");
+      if (!Scintari::parseReal(*v, kUpdateDtRule, s, why)) return usage(why);
       options.updateDt = s;
     } else if (arg == "--every") {
       const std::string* v = value("--every");
-      long n = 0;
+      uint64_t n = 0;
       if (!v) return 1;
-      if (!parseInteger(*v, n) || n <= 0) return usage("--every takes a positive count");
+      if (!Scintari::parseWhole(*v, kEveryRule, n, why)) return usage(why);
       options.every = n;
     } else if (arg == "--seed") {
       const std::string* v = value("--seed");
-      long n = 0;
+      uint64_t n = 0;
       if (!v) return 1;
-      if (!parseInteger(*v, n) || n < 0 || n > 0xFFFFFFFFL) return usage("--seed takes a 32-bit number");
-      options.seed = static_cast<unsigned long>(n);
+      if (!Scintari::parseWhole(*v, kSeedRule, n, why)) return usage(why);
+      options.seed = n;
     } else if (arg == "--dump-particles") {
       options.dumpParticles = true;
     } else if (arg == "--dump-mesh") {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "scintari_command.h"
+#include "scintari_input.h"
 
 namespace {
 
@@ -80,7 +81,8 @@ int main(int argc, char** argv) {
   try {
     return command->run(rest);
   } catch (const std::exception& e) {
-    std::cerr << "scintari " << first << ": " << e.what() << "\n";
+    std::cerr << "scintari " << first << ": " << Scintari::describeFailure(e, "the input")
+              << "\n";
     return 2;
   }
 }

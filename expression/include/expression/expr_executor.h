@@ -97,7 +97,7 @@ class Executor {
 // Whether the byte code is sound: the header and every record lie inside
 // `size` bytes and end exactly there, every operation and overload exists in
 // the tables, every value type is known, every cell lies inside the data area
-// and every argument and the result refer to a cell of the type that the
+// on a multiple of its type's alignment (getTypeAlignment) and every argument and the result refer to a cell of the type that the
 // overload demands. Code written by Expr::Parser always passes. On failure
 // `why` (if given) receives a short reason.
 bool checkCode(const unsigned char* code, unsigned size, const char** why = nullptr);

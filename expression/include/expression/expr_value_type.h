@@ -28,6 +28,10 @@ constexpr unsigned getTypeSize(unsigned type) {
   return type == VT_Float ? 4u : type == VT_Vec2 ? 8u : type == VT_Quat ? 16u : 12u;
 }
 
+// Alignment in bytes of a cell of the type: the components of every type are floats, read and
+// written in place, so each cell starts on a multiple of a float's alignment.
+constexpr unsigned getTypeAlignment(unsigned) { return alignof(float); }
+
 // The name a user writes for the type: "float", "vec2", "vec3", "quat"; "?" otherwise.
 const char* getTypeName(unsigned type);
 

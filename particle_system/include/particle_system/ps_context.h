@@ -3,6 +3,7 @@
 #include <glm/vec3.hpp>
 
 #include "debug/debug_check.h"
+#include "particle_system/ps_limits.h"
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_operation_factory.h"
 #include "particle_system/ps_types.h"
@@ -45,6 +46,11 @@ public:
     // A point on the unit sphere, from two draws of `generator`.
     glm::vec3 randomUniteVec3(RandomGenerator& generator) const;
 
+    // The most memory that one effect's pool, and one instance's block with its debug meshes,
+    // may take; a larger one is refused with a LimitException before anything is allocated.
+    uint64 getMemoryBudget() const { return memoryBudget_; }
+    void setMemoryBudget(uint64 bytes) { memoryBudget_ = bytes; }
+
 private:
     Context() = default;
 
@@ -52,6 +58,7 @@ private:
     const OperationFactory* operFactories_[OF_Count] = {};
     const MeshFactoryFactory* meshFactories_[MF_Count] = {};
     const ImageNoise3* noiseImage_ = nullptr;
+    uint64 memoryBudget_ = Limits::kDefaultMemoryBudget;
 };
 
 } // namespace Ps

@@ -116,6 +116,8 @@ public:
     void setEmitterPosition(const glm::vec3& position) { position_ = position; }
     void setEmitterRotation(const glm::quat& rotation) { rotation_ = rotation; }
     float getTraveledDistance() const { return traveledDistance_; }
+    // Whether a shot would make a particle: false once the pool is full.
+    bool hasFreeParticle() const { return freeHead_.has_value(); }
 
     // Read access to the particles, for hosts and tools: the active list from the newest.
     std::optional<uint32> getHead() const { return head_; }

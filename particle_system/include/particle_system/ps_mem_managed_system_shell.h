@@ -12,7 +12,9 @@ class System;
 
 // Loads a compiled effect into a pool of exactly the size it needs: a first pass over the bytes
 // computes the size, one new[] makes the pool, a second pass over the same bytes builds the
-// system in it. Raises Sl::Exception or Debug::CheckException on bad bytes.
+// system in it. Raises Sl::Exception or Debug::CheckException on bad bytes, and a
+// Ps::LimitException (a CheckException whose what() says which bound) on an effect beyond the
+// runtime's bounds or the context's memory budget, before the pool is allocated.
 class MemManagedSystemShell
 {
 public:

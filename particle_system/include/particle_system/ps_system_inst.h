@@ -9,6 +9,7 @@
 #include <glm/vec3.hpp>
 
 #include "debug/debug_check.h"
+#include "particle_system/ps_limits.h"
 #include "particle_system/ps_render_config.h"
 #include "particle_system/ps_types.h"
 
@@ -45,6 +46,10 @@ public:
     };
 
     static uint32 computePoolSize(const System& system);
+    // All that one instance takes: the object, its pool and its two debug meshes.
+    static uint64 computeMemoryNeed(const System& system);
+    // Throws a LimitException when computeMemoryNeed exceeds the context's memory budget.
+    static void checkMemoryBudget(const System& system);
 
     SystemInst(uint8* pool, const System& system, const glm::vec3& position, const glm::quat& rotation);
     virtual ~SystemInst();
@@ -67,7 +72,9 @@ public:
     }
 
     // Advances the effect by dt seconds of the host: as many whole frames as the accumulated time
-    // holds, with position and rotation interpolated from those of the last call.
+    // holds, with position and rotation interpolated from those of the last call. A dt that is
+    // negative, not finite, or holds more than Limits::kMaxFramesPerUpdate frames is refused
+    // with a LimitException and leaves the instance as it was.
     void update(const glm::vec3& position, const glm::quat& rotation, float dt);
     // Simulates one frame and returns the part of the host's time that it consumed.
     float updateFrame(const glm::vec3& position, const glm::quat& rotation);
@@ -92,6 +99,13 @@ public:
                         std::optional<uint32> wireframeId);
     void addRenderCall(const RenderCall& call);
     void addParticleToPositionsMesh(const glm::vec3& position, uint32 id);
+    // Counts one turn of a generator's loop against Limits::kMaxShotsPerCall of the current
+    // update() or updateFrame() call.
+    void countShot()
+    {
+        if (++shotsInCall_ > Limits::kMaxShotsPerCall)
+            Limits::refuseShotsPerCall();
+    }
 
     const Stats& getStats() const { return stats_; }
     Stats::Emitter& getStatsEmitter(uint32 emitterIndex) { return stats_.emitters[emitterIndex]; }
@@ -102,6 +116,7 @@ public:
 
 private:
     void copyToWireframe(const Mesh& mesh, uint32 numPolygons, uint32 wireframeId);
+    float simulateFrame(const glm::vec3& position, const glm::quat& rotation);
 
     const System& system_;
     uint32 numMeshes_ = 0;
@@ -119,6 +134,7 @@ private:
     float subFrameTime_ = 0.0f;
     RandomGenerator* random_ = nullptr;
     float time_ = 0.0f;
+    uint32 shotsInCall_ = 0;
     Stats stats_;
 };
 

@@ -1,8 +1,6 @@
 #include "render_effect.h"
 
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -12,7 +10,6 @@
 #include <boost/filesystem/path.hpp>
 #include <glm/gtc/quaternion.hpp>
 
-#include "debug/debug_check.h"
 #include "particle_layout_editor/preview/ple_preview_materials.h"
 #include "particle_layout_editor/preview/ple_preview_offscreen_renderer.h"
 #include "particle_layout_editor/preview/ple_preview_particles.h"
@@ -22,7 +19,7 @@
 #include "particle_system/ps_mem_managed_system_shell.h"
 #include "particle_system/ps_system.h"
 #include "particle_system/ps_system_inst.h"
-#include "revision_saveload/sl_exceptions.h"
+#include "scintari_input.h"
 
 namespace ScintariRender {
 
@@ -31,37 +28,21 @@ namespace {
 constexpr int kExitRefused = 2;
 constexpr int kExitNoGraphics = 3;
 
-bool readFile(const std::string& path, std::vector<std::uint8_t>& bytes) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return !in.bad();
-}
-
 }  // namespace
 
 int renderEffect(const Options& options, std::ostream& out, std::ostream& err) {
   std::vector<std::uint8_t> bytes;
-  if (!readFile(options.input, bytes)) {
-    err << "error: can't read " << options.input << "\n";
-    return kExitRefused;
-  }
-  if (bytes.size() > 0x7FFFFFFFu) {
-    err << "error: " << options.input << " is too large for a compiled effect\n";
+  std::string why;
+  if (!Scintari::readInputFile(options.input, bytes, why)) {
+    err << "error: " << why << "\n";
     return kExitRefused;
   }
 
   Ps::MemManagedContext context;
-  std::shared_ptr<Ps::MemManagedSystemShell> shell;
-  try {
-    shell = std::make_shared<Ps::MemManagedSystemShell>(
-        bytes.data(), static_cast<Ps::uint32>(bytes.size()), context.get());
-  } catch (const Sl::Exception& e) {
-    err << "error: " << options.input << " is not a compiled effect (" << e.what() << ")\n";
-    return kExitRefused;
-  } catch (const Debug::CheckException& e) {
-    err << "error: " << options.input << " is not a valid compiled effect (" << e.what()
-        << ")\n";
+  const std::shared_ptr<Ps::MemManagedSystemShell> shell =
+      Scintari::loadEffect(bytes, context.get(), why);
+  if (!shell) {
+    err << "error: " << options.input << ": " << why << "\n";
     return kExitRefused;
   }
 
@@ -122,8 +103,10 @@ int renderEffect(const Options& options, std::ostream& out, std::ostream& err) {
   } catch (const Ple::Preview::OffscreenRendererException& e) {
     err << "error: no OpenGL: " << e.what() << "\n";
     return kExitNoGraphics;
-  } catch (const Debug::CheckException& e) {
-    err << "error: the effect stopped at a broken invariant: " << e.what() << "\n";
+  } catch (const std::exception& e) {
+    // A broken check, or a refusal of the runtime that explains itself.
+    err << "error: " << options.input << ": " << Scintari::describeFailure(e)
+        << " (while it was running)\n";
     return kExitRefused;
   }
   return 0;

@@ -1,5 +1,7 @@
 #include "render_options.h"
 
+#include "scintari_numbers.h"
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -7,20 +9,8 @@ namespace ScintariRender {
 
 namespace {
 
-bool parseFloat(const std::string& text, float& value) {
-  if (text.empty()) return false;
-  char* end = nullptr;
-  value = std::strtof(text.c_str(), &end);
-  return end == text.c_str() + text.size();
-}
-
-bool parseInt(const std::string& text, int& value) {
-  if (text.empty()) return false;
-  char* end = nullptr;
-  const long v = std::strtol(text.c_str(), &end, 10);
-  if (end != text.c_str() + text.size() || v < -2147483647L || v > 2147483647L) return false;
-  value = static_cast<int>(v);
-  return true;
+bool isHexDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
 }  // namespace
@@ -41,26 +31,30 @@ bool parseOptions(const std::vector<std::string>& args, Options& options, std::s
       if (!value(options.out)) return false;
     } else if (arg == "--time") {
       if (!value(text)) return false;
-      if (!parseFloat(text, options.time) || !(options.time >= 0.0f) || options.time > 1e6f) {
-        why = "--time needs a number of seconds from 0 to 1000000";
-        return false;
-      }
+      if (!Scintari::parseFloat(text, {"--time", 0.0, 1e6}, options.time, why)) return false;
     } else if (arg == "--size") {
       if (!value(text)) return false;
       const auto x = text.find('x');
-      if (x == std::string::npos || !parseInt(text.substr(0, x), options.width) ||
-          !parseInt(text.substr(x + 1), options.height) || options.width < 1 ||
-          options.height < 1 || options.width > 8192 || options.height > 8192) {
+      if (x == std::string::npos) {
         why = "--size needs WxH, each from 1 to 8192";
         return false;
       }
+      std::uint64_t width = 0, height = 0;
+      if (!Scintari::parseWhole(text.substr(0, x), {"the width of --size", 1, 8192}, width, why) ||
+          !Scintari::parseWhole(text.substr(x + 1), {"the height of --size", 1, 8192}, height,
+                                why))
+        return false;
+      options.width = static_cast<int>(width);
+      options.height = static_cast<int>(height);
     } else if (arg == "--camera") {
       float v[9];
       for (int k = 0; k < 9; ++k) {
-        if (i + 1 >= args.size() || !parseFloat(args[i + 1], v[k])) {
+        if (i + 1 >= args.size()) {
           why = "--camera needs 9 numbers: direction, up, right";
           return false;
         }
+        if (!Scintari::parseFloat(args[i + 1], {"each number of --camera", -1e6, 1e6}, v[k], why))
+          return false;
         ++i;
       }
       options.customCamera = true;
@@ -69,33 +63,28 @@ bool parseOptions(const std::vector<std::string>& args, Options& options, std::s
       options.cameraRight = glm::vec3(v[6], v[7], v[8]);
     } else if (arg == "--frames") {
       if (!value(text)) return false;
-      if (!parseInt(text, options.frames) || options.frames < 1 || options.frames > 100000) {
-        why = "--frames needs a count from 1 to 100000";
-        return false;
-      }
+      std::uint64_t frames = 0;
+      if (!Scintari::parseWhole(text, {"--frames", 1, 100000}, frames, why)) return false;
+      options.frames = static_cast<int>(frames);
     } else if (arg == "--every") {
       if (!value(text)) return false;
-      if (!parseFloat(text, options.every) || !(options.every > 0.0f) || options.every > 1e6f) {
-        why = "--every needs a positive number of seconds";
+      if (!Scintari::parseFloat(text, {"--every", 0.0, 1e6, true}, options.every, why))
         return false;
-      }
     } else if (arg == "--textures") {
       if (!value(options.texturesDir)) return false;
     } else if (arg == "--background") {
       if (!value(text)) return false;
-      char* end = nullptr;
-      const unsigned long v = std::strtoul(text.c_str(), &end, 16);
-      if (text.size() != 6 || end != text.c_str() + text.size()) {
-        why = "--background needs a colour RRGGBB in hex";
+      bool hex = text.size() == 6;
+      for (const char c : text) hex = hex && isHexDigit(c);
+      if (!hex) {
+        why = "--background needs a colour RRGGBB in hex, not \"" + text + "\"";
         return false;
       }
-      options.background = static_cast<std::uint32_t>(v);
+      options.background = static_cast<std::uint32_t>(std::strtoul(text.c_str(), nullptr, 16));
     } else if (arg == "--scale") {
       if (!value(text)) return false;
-      if (!parseFloat(text, options.scale) || !(options.scale > 0.0f) || options.scale > 1e12f) {
-        why = "--scale needs a positive number";
+      if (!Scintari::parseFloat(text, {"--scale", 0.0, 1e12, true}, options.scale, why))
         return false;
-      }
     } else if (!arg.empty() && arg[0] == '-') {
       why = "unknown option " + arg;
       return false;

@@ -131,12 +131,40 @@ struct State {
   std::shared_ptr<CountingFileSink> sink;
   std::uint64_t submitted = 0;  // records handed to the logger
   bool workerAlive = false;
+  // Calls that took the logger under the mutex and use it outside it. A worker that ends
+  // waits for them, so that no record reaches a logger whose thread has stopped.
+  std::size_t callsInFlight = 0;
+  std::condition_variable noCallsInFlight;
 };
 
 State& state() {
   static State* s = new State;
   return *s;
 }
+
+// The logger taken for one call outside the mutex; counted as in flight until it goes.
+class LoggerUse {
+ public:
+  // Call with s.mutex held.
+  explicit LoggerUse(State& s) : s_(s), logger_(s.logger), sink_(s.sink) {
+    if (logger_) ++s_.callsInFlight;
+  }
+  ~LoggerUse() {
+    if (!logger_) return;
+    std::lock_guard<std::mutex> lock(s_.mutex);
+    if (--s_.callsInFlight == 0) s_.noCallsInFlight.notify_all();
+  }
+  LoggerUse(const LoggerUse&) = delete;
+  LoggerUse& operator=(const LoggerUse&) = delete;
+
+  spdlog::async_logger* logger() const { return logger_.get(); }
+  CountingFileSink* sink() const { return sink_.get(); }
+
+ private:
+  State& s_;
+  std::shared_ptr<spdlog::async_logger> logger_;
+  std::shared_ptr<CountingFileSink> sink_;
+};
 
 void keepPending(State& s, PendingRecord record) {
   if (s.pending.size() >= maxPendingRecords) {
@@ -152,9 +180,6 @@ struct LogWorker::Impl {
   std::shared_ptr<spdlog::details::thread_pool> pool;
   std::shared_ptr<spdlog::async_logger> logger;
   std::shared_ptr<CountingFileSink> sink;
-  // Texts of the replayed records: the worker may read them until it ends.
-  std::deque<PendingRecord> replayed;
-  std::string droppedNote;
 };
 
 std::string logFileName(const std::string& logPrefix, std::time_t time, long pid) {
@@ -173,6 +198,16 @@ std::unique_ptr<LogWorker> LogWorker::create(const std::string& logPrefix,
     if (s.workerAlive) throw std::logic_error("Debug::LogWorker: a log worker is already running");
     s.workerAlive = true;
   }
+  // A creation that fails half-way gives the place back, so that a later one can start.
+  struct Claim {
+    State& s;
+    bool kept = false;
+    ~Claim() {
+      if (kept) return;
+      std::lock_guard<std::mutex> lock(s.mutex);
+      s.workerAlive = false;
+    }
+  } claim{s};
 
   const std::string name = logFileName(logPrefix, std::time(nullptr), static_cast<long>(::getpid()));
   std::shared_ptr<CountingFileSink> sink;
@@ -189,7 +224,11 @@ std::unique_ptr<LogWorker> LogWorker::create(const std::string& logPrefix,
   }
 
   auto impl = std::make_unique<Impl>();
-  if (!sink) return std::unique_ptr<LogWorker>(new LogWorker(std::move(impl), std::string()));
+  if (!sink) {
+    std::unique_ptr<LogWorker> worker(new LogWorker(std::move(impl), std::string()));
+    claim.kept = true;
+    return worker;
+  }
 
   auto formatter = std::make_unique<spdlog::pattern_formatter>();
   formatter->add_flag<LevelFlag>('*').set_pattern(recordPattern);
@@ -201,30 +240,36 @@ std::unique_ptr<LogWorker> LogWorker::create(const std::string& logPrefix,
                                                         spdlog::async_overflow_policy::block);
   impl->logger->set_level(spdlog::level::trace);
   impl->logger->flush_on(spdlog::level::trace);
+  // Made before anything is published, so that a failure from here on ends it in order.
+  std::unique_ptr<LogWorker> worker(new LogWorker(std::move(impl), std::move(path)));
+  Impl& own = *worker->impl_;
 
   {
     std::lock_guard<std::mutex> lock(s.mutex);
-    impl->replayed.swap(s.pending);
     s.submitted = 0;  // counts records of this worker's sink
     if (s.dropped != 0) {
-      impl->droppedNote = std::to_string(s.dropped) +
-                          " earlier records were dropped while the log file was not open";
+      const std::string note = std::to_string(s.dropped) +
+                               " earlier records were dropped while the log file was not open";
+      own.logger->log(spdlog::source_loc{__FILE__, __LINE__, "LogWorker::create"},
+                      spdlog::level::warn, note);
+      ++s.submitted;
       s.dropped = 0;
     }
-    if (!impl->droppedNote.empty()) {
-      impl->logger->log(spdlog::source_loc{__FILE__, __LINE__, "LogWorker::create"},
-                        spdlog::level::warn, impl->droppedNote);
+    // The logger copies each text. A record leaves the memory only once it is queued, so
+    // that a failure here keeps the rest for a later worker; the queued ones are written
+    // when this one ends.
+    while (!s.pending.empty()) {
+      const PendingRecord& r = s.pending.front();
+      own.logger->log(r.time, spdlog::source_loc{r.file, r.line, r.function}, r.level,
+                      spdlog::string_view_t(r.text));
       ++s.submitted;
+      s.pending.pop_front();
     }
-    for (const PendingRecord& r : impl->replayed) {
-      impl->logger->log(r.time, spdlog::source_loc{r.file, r.line, r.function}, r.level,
-                        spdlog::string_view_t(r.text));
-      ++s.submitted;
-    }
-    s.logger = impl->logger;
-    s.sink = sink;
+    s.logger = own.logger;
+    s.sink = own.sink;
   }
-  return std::unique_ptr<LogWorker>(new LogWorker(std::move(impl), std::move(path)));
+  claim.kept = true;
+  return worker;
 }
 
 LogWorker::LogWorker(std::unique_ptr<Impl> impl, std::string fileName)
@@ -233,12 +278,14 @@ LogWorker::LogWorker(std::unique_ptr<Impl> impl, std::string fileName)
 LogWorker::~LogWorker() {
   State& s = state();
   {
-    std::lock_guard<std::mutex> lock(s.mutex);
-    if (s.logger == impl_->logger) {
+    std::unique_lock<std::mutex> lock(s.mutex);
+    // From here on records are kept in memory; those already on their way to this
+    // worker's logger get there before its thread ends.
+    if (s.logger && s.logger == impl_->logger) {
       s.logger.reset();
       s.sink.reset();
     }
-    s.workerAlive = false;
+    s.noCallsInFlight.wait(lock, [&s] { return s.callsInFlight == 0; });
   }
   if (impl_->logger) {
     impl_->logger->flush();
@@ -247,22 +294,20 @@ LogWorker::~LogWorker() {
     impl_->pool.reset();
     impl_->sink->flush();
   }
+  std::lock_guard<std::mutex> lock(s.mutex);
+  s.workerAlive = false;
 }
 
 bool flushLog() {
   State& s = state();
-  std::shared_ptr<spdlog::async_logger> logger;
-  std::shared_ptr<CountingFileSink> sink;
   std::uint64_t target = 0;
-  {
-    std::lock_guard<std::mutex> lock(s.mutex);
-    logger = s.logger;
-    sink = s.sink;
-    target = s.submitted;
-  }
-  if (!logger) return true;
-  logger->flush();
-  return sink->waitFlushed(target, std::chrono::seconds(5));
+  std::unique_lock<std::mutex> lock(s.mutex);
+  LoggerUse use(s);
+  target = s.submitted;
+  lock.unlock();
+  if (!use.logger()) return true;
+  use.logger()->flush();
+  return use.sink()->waitFlushed(target, std::chrono::seconds(5));
 }
 
 std::size_t pendingRecordCount() {
@@ -275,17 +320,17 @@ void logMessage(LogLevel level, const char* file, int line, const char* function
                 const std::string& text) {
   State& s = state();
   const spdlog::level::level_enum spdLevel = toSpdLevel(level);
-  std::shared_ptr<spdlog::async_logger> logger;
   {
-    std::lock_guard<std::mutex> lock(s.mutex);
+    std::unique_lock<std::mutex> lock(s.mutex);
     if (!s.logger) {
       keepPending(s, PendingRecord{spdlog::log_clock::now(), spdLevel, file, line, function, text});
       return;
     }
-    logger = s.logger;
+    LoggerUse use(s);
     ++s.submitted;
+    lock.unlock();
+    use.logger()->log(spdlog::source_loc{file, line, function}, spdLevel, text);
   }
-  logger->log(spdlog::source_loc{file, line, function}, spdLevel, text);
   if (level == LogLevel::Fatal) flushLog();
 }
 

@@ -1,8 +1,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -15,6 +18,7 @@
 #include "debug/debug_check.h"
 #include "debug/debug_log.h"
 #include "debug/debug_log_worker.h"
+#include "debug_alloc_failure.h"
 #include "debug_test_files.h"
 
 namespace {
@@ -168,4 +172,118 @@ TEST(DebugLogWorker, MemoryKeepsOnlyTheMostRecentRecordsAndCountsTheRest) {
   EXPECT_NE(contents.find("kept 7\n"), std::string::npos);
   EXPECT_NE(contents.find("kept " + std::to_string(Debug::maxPendingRecords + extra - 1) + "\n"),
             std::string::npos);
+}
+
+TEST(DebugLogWorker, RecordsLoggedWhileTheWorkerStopsAreWrittenOrKept) {
+  TempDir dir;
+  { auto drain = Debug::LogWorker::create("drain", dir.path()); }
+  // More threads than cores, so that some are paused between taking the logger and using it.
+  constexpr int kThreads = 8;
+  // Few enough that all of them fit in memory after the worker ends: none may be dropped.
+  constexpr int kMaxPerThread = 1000;
+  for (int round = 0; round < 40; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    auto worker = Debug::LogWorker::create("stopping", dir.path());
+    const std::string first = worker->fileName();
+    std::atomic<int> logged{0};
+    std::atomic<bool> stop{false};
+    int counts[kThreads] = {};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+      threads.emplace_back([&, t] {
+        int i = 0;
+        for (; i < kMaxPerThread && !stop; ++i) {
+          DEBUG_LOG(Info, "round " + std::to_string(round) + " thread " + std::to_string(t) +
+                              " record " + std::to_string(i));
+          ++logged;
+        }
+        counts[t] = i;
+      });
+    while (logged < 200) std::this_thread::yield();
+    worker.reset();  // while the threads go on logging
+    const int atTheEnd = logged;
+    while (logged < atTheEnd + 100 && logged < kThreads * kMaxPerThread) std::this_thread::yield();
+    stop = true;
+    for (auto& th : threads) th.join();
+    EXPECT_LE(Debug::pendingRecordCount(), Debug::maxPendingRecords);
+
+    // The next worker writes what was kept in memory.
+    std::string second;
+    {
+      auto next = Debug::LogWorker::create("next", dir.path());
+      second = next->fileName();
+    }
+    std::map<std::string, int> seen;
+    for (const std::string& file : {first, second}) {
+      std::istringstream lines(readFile(file));
+      std::string line;
+      while (std::getline(lines, line)) {
+        const auto at = line.find("\tround " + std::to_string(round) + " ");
+        if (at != std::string::npos) ++seen[line.substr(at + 1)];
+      }
+    }
+    int missing = 0, repeated = 0;
+    for (int t = 0; t < kThreads; ++t)
+      for (int i = 0; i < counts[t]; ++i) {
+        const auto it = seen.find("round " + std::to_string(round) + " thread " +
+                                  std::to_string(t) + " record " + std::to_string(i));
+        if (it == seen.end())
+          ++missing;
+        else if (it->second != 1)
+          ++repeated;
+      }
+    EXPECT_EQ(missing, 0);
+    EXPECT_EQ(repeated, 0);
+    int total = 0;
+    for (int t = 0; t < kThreads; ++t) total += counts[t];
+    EXPECT_EQ(static_cast<int>(seen.size()), total);
+  }
+}
+
+// How often `line` stands as a whole record text in the log files of `folder`.
+int countInFolder(const std::string& folder, const std::string& text) {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    std::istringstream lines(readFile(entry.path().string()));
+    std::string line;
+    while (std::getline(lines, line))
+      if (line.size() > text.size() && line.compare(line.size() - text.size(), text.size(), text) == 0 &&
+          line[line.size() - text.size() - 1] == '\t')
+        ++count;
+  }
+  return count;
+}
+
+TEST(DebugLogWorker, FailedCreationDoesNotBlockALaterOne) {
+  TempDir dir;
+  { auto drain = Debug::LogWorker::create("drain", dir.path()); }
+  // Each allocation of the creation fails once, in turn, until one creation needs fewer.
+  int failures = 0;
+  for (long n = 0; n < 1000; ++n) {
+    const std::string kept = "kept across failed start " + std::to_string(n);
+    DEBUG_LOG(Warning, kept);
+    std::unique_ptr<Debug::LogWorker> worker;
+    DebugTest::failAllocationAfter(n);
+    try {
+      worker = Debug::LogWorker::create("failing", dir.path());
+    } catch (const std::bad_alloc&) {
+    }
+    const bool failed = DebugTest::allocationFailed();
+    DebugTest::failAllocationAfter(-1);
+    if (!failed) break;
+    worker.reset();
+    ++failures;
+    SCOPED_TRACE("allocation " + std::to_string(n) + " failed");
+    {
+      std::unique_ptr<Debug::LogWorker> later;
+      ASSERT_NO_THROW(later = Debug::LogWorker::create("later", dir.path()));
+      ASSERT_NE(later, nullptr);
+      ASSERT_FALSE(later->fileName().empty());
+      DEBUG_LOG(Info, "later worker " + std::to_string(n));
+    }
+    EXPECT_EQ(countInFolder(dir.path(), "later worker " + std::to_string(n)), 1);
+    // A record kept in memory is written once: by the failed worker, or else by the later one.
+    EXPECT_EQ(countInFolder(dir.path(), kept), 1);
+  }
+  EXPECT_GT(failures, 5) << "the creation should allocate at several places";
 }

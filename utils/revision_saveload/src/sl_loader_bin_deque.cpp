@@ -9,7 +9,7 @@
 namespace Sl {
 
 LoaderBinDeque::LoaderBinDeque(const std::deque<uint8_t>& source)
-    : pos_(source.begin()), remaining_(source.size()) {
+    : pos_(source.begin()), size_(source.size()), remaining_(source.size()) {
   init();
 }
 

@@ -53,6 +53,7 @@ void RevisionLoader::skipFloat() { loader_->skipFloat(); }
 void RevisionLoader::skipDouble() { loader_->skipDouble(); }
 void RevisionLoader::skipBinary() { loader_->skipBinary(); }
 uint64_t RevisionLoader::maxDataLeft() const { return loader_->maxDataLeft(); }
+uint64_t RevisionLoader::position() const { return loader_->position(); }
 void RevisionLoader::readBinary(BinarySink& sink) { loader_->readBinary(sink); }
 
 }  // namespace Sl

@@ -17,8 +17,11 @@ namespace Debug {
 // them first, with their own time stamps, when it starts.
 //
 // One worker at a time: creating a second one while the first lives throws
-// std::logic_error. Destroying the worker writes what is queued, flushes the
-// file and ends the worker thread; the file itself stays on disk.
+// std::logic_error; a creation that fails (an exception out of create) leaves
+// the place free and the records in memory. Destroying the worker writes what
+// is queued, flushes the file and ends the worker thread; the file itself stays
+// on disk. A record that another thread logs meanwhile is either written to the
+// file (its call began before the end) or kept in memory for the next worker.
 class LogWorker {
  public:
   // Opens the log file in logFolder (created when missing). When that folder

@@ -33,6 +33,8 @@ class Loader {
  public:
   // maxDataLeft() when the loader can't tell how much data is left.
   static constexpr uint64_t kUnknownDataLeft = std::numeric_limits<uint64_t>::max();
+  // position() when the loader can't tell where it stands.
+  static constexpr uint64_t kUnknownPosition = std::numeric_limits<uint64_t>::max();
 
   virtual ~Loader() = default;
 
@@ -75,6 +77,12 @@ class Loader {
   // kUnknownDataLeft. Readers of counted data (strings, containers) compare a
   // count from the stream with it before they allocate anything.
   virtual uint64_t maxDataLeft() const { return kUnknownDataLeft; }
+
+  // The bytes consumed so far, the header byte included, or kUnknownPosition.
+  // After a failed read it is where reading stopped: the start of a value that
+  // doesn't fit in the data, or just past the bytes that made the value fail,
+  // so that a reader can say where the data is damaged.
+  virtual uint64_t position() const { return kUnknownPosition; }
 
   // Reads a whole binary value (count and bytes) into a sink, piece by piece,
   // so that a corrupt count never makes a large allocation: the data grows

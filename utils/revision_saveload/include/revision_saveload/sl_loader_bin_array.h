@@ -17,6 +17,7 @@ class LoaderBinArray : public LoaderBin {
   void skipData(uint32_t size) override;
   void skipPackedInt(uint32_t maxBytes) override;
   uint64_t maxDataLeft() const override { return dataLeftToRead(); }
+  uint64_t position() const override { return pos_; }
 
   // Bytes not yet consumed.
   uint32_t dataLeftToRead() const { return size_ - pos_; }

@@ -19,11 +19,13 @@ class LoaderBinDeque final : public LoaderBin {
   void skipData(uint32_t size) override;
   void skipPackedInt(uint32_t maxBytes) override;
   uint64_t maxDataLeft() const override { return remaining_; }
+  uint64_t position() const override { return size_ - remaining_; }
 
   uint64_t dataLeftToRead() const { return remaining_; }
 
  private:
   std::deque<uint8_t>::const_iterator pos_;
+  uint64_t size_;
   uint64_t remaining_;
 };
 

@@ -21,6 +21,8 @@ class LoaderBinIStream final : public LoaderBin {
   void skipData(uint32_t size) override;
   void skipPackedInt(uint32_t maxBytes) override;
   uint64_t maxDataLeft() const override;
+  // Counted from where the stream stood when the loader was made.
+  uint64_t position() const override { return position_; }
 
  private:
   std::istream& in_;

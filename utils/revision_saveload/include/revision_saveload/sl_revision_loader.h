@@ -62,6 +62,7 @@ class RevisionLoader final : public Loader, public std::enable_shared_from_this<
   void skipDouble() override;
   void skipBinary() override;
   uint64_t maxDataLeft() const override;
+  uint64_t position() const override;
   void readBinary(BinarySink& sink) override;
 
  private:
