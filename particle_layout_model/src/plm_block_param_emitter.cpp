@@ -43,13 +43,17 @@ uint32_t BlockParamEmitter::connectorIndexOf(const BlockGlobParam& param) {
          static_cast<uint32_t>(id.data[2]) << 16 | static_cast<uint32_t>(id.data[3]) << 24;
 }
 
-void BlockParamEmitter::updateParameters() {
+void BlockParamEmitter::updateConnectors() {
   std::vector<BlockConnectorDesc> descs;
   // An emitter that has gone from the effect leaves the block without inputs.
   if (const Emitter* attached = attachedEmitter())
-    for (const BlockGlobParam* param : attached->globParamBlocks())
-      descs.push_back(inputDesc(param->getConnectorType(), connectorIndexOf(*param)));
+    for (const BlockGlobParam& param : attached->globParamBlocks())
+      descs.push_back(inputDesc(param.getConnectorType(), connectorIndexOf(param)));
   resetConnectors(descs);
+}
+
+void BlockParamEmitter::updateParameters() {
+  updateConnectors();
   notifyPropChanged(true);
 }
 
@@ -59,8 +63,8 @@ unsigned int BlockParamEmitter::getParameterConnectorId(unsigned int i) const {
 
 std::string BlockParamEmitter::getGlobParamNameByConnectorIndex(unsigned int index) const {
   if (const Emitter* attached = attachedEmitter())
-    for (const BlockGlobParam* param : attached->globParamBlocks())
-      if (connectorIndexOf(*param) == index) return param->getName();
+    for (const BlockGlobParam& param : attached->globParamBlocks())
+      if (connectorIndexOf(param) == index) return param.getName();
   return std::string();
 }
 

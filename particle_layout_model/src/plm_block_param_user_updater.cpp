@@ -27,7 +27,7 @@ const BlockParamUser& BlockParamUserUpdater::getParentBlock() const {
 BlockParamUser& BlockParamUserUpdater::getParentBlock() {
   Emitter* emitter = getEmitter();
   DEBUG_ASSERT(emitter);
-  Block* block = emitter->getBlockById(paramId_);
+  Block* block = emitter->findBlockById(paramId_);
   BlockParam* parentBlockParam = block ? block->castToBlockParam() : nullptr;
   DEBUG_ASSERT(parentBlockParam);
   BlockParamUser* parentBlockParamUser = parentBlockParam->castToBlockParamUser();

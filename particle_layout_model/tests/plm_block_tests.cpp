@@ -61,7 +61,7 @@ TEST(PlmBlock, CopyIsANewBlockWithTheSameValues) {
   EXPECT_EQ(copy->getNumConnectors(), 0u);
   Plm::Emitter emitter("e");
   emitter.addBlock(std::move(copy));
-  EXPECT_EQ(emitter.getBlock(0).getNumConnectors(), 4u);
+  EXPECT_EQ(emitter.allBlocks()[0].getNumConnectors(), 4u);
 }
 
 TEST(PlmBlock, WhatChangesTheRevision) {

@@ -138,8 +138,7 @@ TEST(PlmParamBlocks, ParamEmitterInputsFollowTheAttachedGlobalParams) {
   ASSERT_TRUE(a.createLink(lerp, 3, pe, i1));
 
   // Reordering the attached emitter's parameters reorders the inputs, and the link stays.
-  b.moveBlock(2, 0);
-  EXPECT_TRUE(b.globalParametersUpdated());
+  b.globParamBlocks().changeItemIndex(1, 0);
   pe.updateParameters();
   EXPECT_EQ(connectorsOf(pe), (std::vector<BlockConnectorDesc>{inputDesc(CT_Vec3, i2),
                                                                inputDesc(CT_Float, i1)}));
@@ -156,7 +155,7 @@ TEST(PlmParamBlocks, ParamEmitterInputsFollowTheAttachedGlobalParams) {
   b.clearGlobalParametersUpdated();
   const std::vector<BlockConnectorDesc> before = connectorsOf(pe);
   p1.setName(std::string("pace"));
-  EXPECT_TRUE(b.globalParametersUpdated());
+  EXPECT_TRUE(b.areGlobalParametersUpdated());
   pe.updateParameters();
   EXPECT_EQ(connectorsOf(pe), before);
   EXPECT_EQ(pe.getGlobParamNameByConnectorIndex(i1), "pace");

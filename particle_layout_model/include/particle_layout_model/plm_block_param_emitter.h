@@ -39,7 +39,7 @@ class BlockParamEmitter : public BlockParam {
     setPropAndNotify(drawOrder_, value);
   }
 
-  // Rebuilds the inputs from the attached emitter's global parameters.
+  // Rebuilds the inputs from the attached emitter's global parameters: a change of the block.
   void updateParameters();
   // The connector index of the i-th global parameter.
   unsigned int getParameterConnectorId(unsigned int i) const;
@@ -49,7 +49,8 @@ class BlockParamEmitter : public BlockParam {
   // as a little-endian number.
   static uint32_t connectorIndexOf(const BlockGlobParam& param);
 
-  void updateConnectors() override { updateParameters(); }
+  // Rebuilds the inputs alone, as getting an owner or loading does: no change of the block.
+  void updateConnectors() override;
 
  protected:
   BlockParamEmitter();

@@ -23,9 +23,12 @@ class System : public EmitterOwner {
   Emitter* getEmitterById(const boost::uuids::uuid& id) const;
   Emitter* getEmitterBySystemReflId(const boost::uuids::uuid& id) const;
 
-  // EmitterOwner
-  System* getSystem() override { return this; }
+  // EmitterOwner. The effect holds its emitters itself until it has resources.
+  ProjectResource* getProjectResource() override { return nullptr; }
+  SystemResource* getSystemResource() override { return nullptr; }
   void notifyDeepChanged(bool affectsExport) override {}
+  bool isLockedByParentReflection(const Emitter& emitter) const override { return false; }
+  System* getSystem() override { return this; }
 
  private:
   std::vector<std::unique_ptr<Emitter>> emitters_;
