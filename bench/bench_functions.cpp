@@ -166,9 +166,6 @@ BENCHMARK(BM_ForceMoveDrag);
 // frame. The cost per particle of an operation is its benchmark's time per
 // item minus that of the baseline (an update chain holding only the age).
 
-// The test-side writer of compiled effects, shared with the runtime's tests.
-#include "../particle_system/tests/ps_test_effect_writer.cpp"
-
 #include "expression/expr_executor.h"
 #include "expression/expr_parser.h"
 #include "particle_system/ps_context.h"
@@ -178,6 +175,7 @@ BENCHMARK(BM_ForceMoveDrag);
 #include "particle_system/ps_operation_factory.h"
 #include "particle_system/ps_emitter_inst.h"
 #include "particle_system/ps_system_inst.h"
+#include "test_support/ps_test_effect_writer.h"
 
 namespace {
 

@@ -21,8 +21,8 @@
 #include "particle_system/ps_system.h"
 #include "particle_system/ps_system_inst.h"
 // The tests' writer of compiled effects builds the effect field by field.
-#include "../particle_system/tests/ps_constructor_test_writer.h"
-#include "../particle_system/tests/ps_test_effect_writer.cpp"
+#include "test_support/ps_constructor_test_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 
 namespace {
 

@@ -37,7 +37,7 @@
 #include "revision_saveload/sl_loader_bin_array.h"
 #include "revision_saveload/sl_saver_bin.h"
 // The tests' writer of compiled effects builds the effect around the fields.
-#include "../particle_system/tests/ps_test_effect_writer.cpp"
+#include "test_support/ps_test_effect_writer.h"
 
 namespace {
 

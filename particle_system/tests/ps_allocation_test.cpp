@@ -12,10 +12,10 @@
 #include <gtest/gtest.h>
 
 #include "particle_system/ps_mesh.h"
-#include "ps_constructor_test_writer.h"
+#include "test_support/ps_constructor_test_writer.h"
 #include "ps_determinism_dump.h"
 #include "ps_functions_effect.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
 extern "C" {

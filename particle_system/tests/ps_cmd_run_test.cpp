@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 
 namespace
 {

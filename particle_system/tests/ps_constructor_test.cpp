@@ -14,8 +14,8 @@
 #include "particle_system/ps_mesh.h"
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_render_config.h"
-#include "ps_constructor_test_writer.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_constructor_test_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
 namespace

@@ -8,7 +8,7 @@
 #include "particle_system/ps_glob_param.h"
 #include "particle_system/ps_mesh.h"
 #include "particle_system/ps_random_generator.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
 namespace

@@ -22,7 +22,7 @@
 #include "particle_system/ps_emitter.h"
 #include "particle_system/ps_random_generator.h"
 #include "ps_func_test_bytes.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
 namespace

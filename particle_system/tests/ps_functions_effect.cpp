@@ -8,9 +8,9 @@
 #include "expression/expr_parser.h"
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_system.h"
-#include "ps_constructor_test_writer.h"
+#include "test_support/ps_constructor_test_writer.h"
 #include "ps_func_test_bytes.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 
 namespace PsTest
 {

@@ -9,7 +9,7 @@
 #include "particle_system/ps_generator_distance.h"
 #include "particle_system/ps_generator_periodic.h"
 #include "particle_system/ps_parameter.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
 namespace

@@ -18,7 +18,7 @@
 #include "particle_system/ps_mesh.h"
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_system_factory.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 #include "revision_saveload/sl_loader_bin_array.h"
 

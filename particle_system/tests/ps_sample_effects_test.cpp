@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "ps_constructor_test_writer.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_constructor_test_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
 namespace {

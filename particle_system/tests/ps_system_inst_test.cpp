@@ -8,7 +8,7 @@
 #include "particle_system/ps_emitter_inst.h"
 #include "particle_system/ps_interpolation.h"
 #include "particle_system/ps_mesh.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
 namespace

@@ -6,7 +6,7 @@
 #include "particle_system/glm_ext_intersect.h"
 #include "particle_system/ps_emitter.h"
 #include "particle_system/ps_terminator_path.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
 namespace

@@ -12,8 +12,8 @@
 #include "particle_system/ps_mem_managed_system_inst.h"
 #include "particle_system/ps_mem_managed_system_shell.h"
 #include "particle_system/ps_system_inst.h"
-#include "ps_constructor_test_writer.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_constructor_test_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_system.h"
-#include "ps_constructor_test_writer.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_constructor_test_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 #include "render_effect.h"
 #include "render_options.h"
 

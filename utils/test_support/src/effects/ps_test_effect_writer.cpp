@@ -1,4 +1,4 @@
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 
 #include "revision_saveload/sl_saver_bin_flex.h"
 #include "revision_saveload/sl_scoped_group.h"

@@ -12,7 +12,7 @@
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_operation_factory.h"
 #include "particle_system/ps_system.h"
-#include "ps_test_effect_writer.h"
+#include "test_support/ps_test_effect_writer.h"
 
 namespace PsTest
 {
