@@ -10,8 +10,8 @@ packages=(
   qtbase5-dev libqt5opengl5-dev libqt5svg5-dev libqt-advanced-docking-system-dev
   # libraries
   libboost1.74-all-dev libglm-dev zlib1g-dev rapidjson-dev libspdlog-dev
-  # tests and benchmarks
-  libgtest-dev libgmock-dev googletest libbenchmark-dev
+  # tests and benchmarks (nodejs runs the JavaScript the expression translator writes)
+  libgtest-dev libgmock-dev googletest libbenchmark-dev nodejs
   # resources: dark stylesheet, fonts
   python3-qdarkstyle fonts-dejavu-core
   # headless GL for tests and offscreen rendering

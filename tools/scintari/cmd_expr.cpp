@@ -1,9 +1,12 @@
-// scintari expr: parses an expression, lists its byte code and evaluates it.
+// scintari expr: parses an expression, lists its byte code and evaluates it, or
+// translates it to the text of JavaScript or C# (--to).
 #include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include "expression/expr2cs.h"
+#include "expression/expr2js.h"
 #include "expression/expr_executor.h"
 #include "expression/expr_listing.h"
 #include "expression/expr_parser.h"
@@ -15,9 +18,12 @@ namespace {
 const char* const help =
     "scintari expr \"<expression>\" [--input name=type:value ...] [--dt seconds]\n"
     "scintari expr [--input name=type:value ...] [--dt seconds] -- \"<expression>\"\n"
+    "scintari expr --to js|cs \"<expression>\" [--input name=type ...]\n"
     "\n"
     "  Parses the expression over the inputs given, in the order given, lists\n"
-    "  the byte code, runs it once and prints the result.\n"
+    "  the byte code, runs it once and prints the result. With --to it\n"
+    "  translates the expression to JavaScript or C# instead, as the export\n"
+    "  checks of the text targets do.\n"
     "\n"
     "  --input name=type:value  an input; type is float, vec2, vec3 or quat and\n"
     "                           value its components separated by commas, e.g.\n"
@@ -27,6 +33,10 @@ const char* const help =
     "  --dt seconds             appends the float input \"dt\" as the last input,\n"
     "                           as an expression block of an emitter does; a finite\n"
     "                           number from -3.4e38 to 3.4e38\n"
+    "  --to js|cs               translate instead of running: the inputs need no\n"
+    "                           value (--input v=vec3; a value given is checked and\n"
+    "                           not used), and the float input \"dt\" is always\n"
+    "                           appended last, as every expression block has it\n"
     "  --                       ends the options: what follows is the expression,\n"
     "                           for one that begins with \"--\" (\"--a\" is -(-a))\n"
     "\n"
@@ -53,12 +63,30 @@ const char* const help =
     "      <caret under the offending character>\n"
     "    position: <byte offset in the text, from 0>\n"
     "  Control characters of the text are shown escaped (\\t, \\n, \\xHH), and\n"
-    "  the caret follows them. Bad arguments print a usage message (exit code 1).\n";
+    "  the caret follows them. Bad arguments print a usage message (exit code 1).\n"
+    "\n"
+    "  With --to, a translated expression (exit code 0) prints on standard output:\n"
+    "    expression: <text>\n"
+    "    <js|cs>: <the translated text>\n"
+    "    type: <float|vec2|vec3|quat>\n"
+    "  and an expression that does not translate (exit code 1) prints on\n"
+    "  standard error, the position being the number of bytes read when the\n"
+    "  translation stopped:\n"
+    "    error: no JavaScript translation: <why>     (or \"no C# translation\")\n"
+    "      <text>\n"
+    "      <caret>\n"
+    "    position: <byte offset in the text, from 0>\n"
+    "  The translators differ from the byte code on purpose: every ASCII space is\n"
+    "  white space, \"%\" does not exist, a sign binds to the next factor only\n"
+    "  (\"-a + b\" is (-a) + b), \"nan\" and \"inf\" are numbers, nothing operates on\n"
+    "  a quaternion, and the whole text has to be read. Parentheses, calls and\n"
+    "  signs nested more than 200 deep, or operations more than 1000 deep, are\n"
+    "  refused with a message that says so.\n";
 
 struct CliInput {
   std::string name;
   Expr::EnumValueType type = Expr::VT_Float;
-  std::vector<float> value;
+  std::vector<float> value;  // empty when none was given ("name=type")
 };
 
 bool parseType(const std::string& text, Expr::EnumValueType& type) {
@@ -75,22 +103,24 @@ Scintari::RealRule finiteFloat(const char* name) {
   return Scintari::RealRule{name, -Scintari::kFloatMax, Scintari::kFloatMax};
 }
 
-// "name=type:v1,v2,..."
+// "name=type:v1,v2,..." or, without a value, "name=type".
 bool parseInput(const std::string& text, CliInput& input, std::string& why) {
   const auto equals = text.find('=');
   const auto colon = text.find(':', equals == std::string::npos ? 0 : equals);
-  if (equals == std::string::npos || colon == std::string::npos || equals == 0) {
+  if (equals == std::string::npos || equals == 0) {
     why = "expected name=type:value, got '" + text + "'";
     return false;
   }
   input.name = text.substr(0, equals);
-  const std::string type = text.substr(equals + 1, colon - equals - 1);
+  const std::string type =
+      text.substr(equals + 1, colon == std::string::npos ? std::string::npos : colon - equals - 1);
   if (!parseType(type, input.type)) {
     why = "unknown type '" + type + "' (float, vec2, vec3 or quat)";
     return false;
   }
-  std::string rest = text.substr(colon + 1);
   input.value.clear();
+  if (colon == std::string::npos) return true;
+  std::string rest = text.substr(colon + 1);
   std::size_t start = 0;
   while (true) {
     const auto comma = rest.find(',', start);
@@ -144,8 +174,41 @@ void escapeText(const std::string& text, std::string& shown, std::vector<std::si
 
 int usage(const std::string& why) {
   std::cerr << "scintari expr: " << why << "\nusage: scintari expr \"<expression>\" "
-            << "[--input name=type:value ...] [--dt seconds]; see scintari help expr\n";
+            << "[--input name=type:value ...] [--dt seconds] [--to js|cs]; "
+            << "see scintari help expr\n";
   return 1;
+}
+
+// The refusal of a parse or a translation: message, text, caret, position.
+void printRefusal(const std::string& message, const std::string& text, unsigned position) {
+  std::string shown;
+  std::vector<std::size_t> column;
+  escapeText(text, shown, column);
+  const std::size_t caret = column[position < column.size() ? position : column.size() - 1];
+  std::cerr << "error: " << message << "\n  " << shown << "\n  " << std::string(caret, ' ')
+            << "^\nposition: " << position << "\n";
+}
+
+// --to: the translation and its type, or the refusal (exit code 1).
+int translate(const std::string& target, const std::string& text,
+              const std::vector<CliInput>& inputs) {
+  std::vector<Expr::Translator::InputDesc> descs;
+  for (const auto& input : inputs) descs.push_back({input.name, input.type, input.name});
+  descs.push_back({"dt", Expr::VT_Float, "dt"});
+  unsigned position = 0;
+  std::string why;
+  const bool js = target == "js";
+  const Expr::Translator::Result result = js ? Expr2Js::convert(text, descs, &position, &why)
+                                             : Expr2Cs::convert(text, descs, &position, &why);
+  if (!result) {
+    printRefusal(std::string(js ? "no JavaScript" : "no C#") + " translation: " + why, text,
+                 position);
+    return 1;
+  }
+  std::cout << "expression: " << text << "\n"
+            << target << ": " << result->second << "\n"
+            << "type: " << Expr::getTypeName(result->first) << "\n";
+  return 0;
 }
 
 int runExpr(const std::vector<std::string>& args) {
@@ -155,6 +218,7 @@ int runExpr(const std::vector<std::string>& args) {
   bool haveDt = false;
   float dt = 0;
   bool optionsEnded = false;
+  std::string target;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& arg = args[i];
     if (optionsEnded) {
@@ -175,6 +239,11 @@ int runExpr(const std::vector<std::string>& args) {
       std::string why;
       if (!parseInput(value, input, why)) return usage(why);
       inputs.push_back(input);
+    } else if (arg == "--to" || arg.rfind("--to=", 0) == 0) {
+      if (arg == "--to" && i + 1 >= args.size()) return usage("--to needs js or cs");
+      target = arg == "--to" ? args[++i] : arg.substr(5);
+      if (target != "js" && target != "cs")
+        return usage("--to takes js or cs, not '" + target + "'");
     } else if (arg == "--dt") {
       if (i + 1 >= args.size()) return usage("--dt needs a number");
       std::string why;
@@ -191,19 +260,18 @@ int runExpr(const std::vector<std::string>& args) {
     }
   }
   if (!haveText) return usage("no expression given");
+  if (!target.empty()) return translate(target, text, inputs);
+  for (const auto& input : inputs)
+    if (input.value.empty())
+      return usage("--input " + input.name +
+                   " needs a value, name=type:value (only --to takes none)");
   if (haveDt) inputs.push_back(CliInput{"dt", Expr::VT_Float, {dt}});
 
   std::vector<Expr::InputDesc> descs;
   for (const auto& input : inputs) descs.push_back({input.name.c_str(), input.type});
   const Expr::Parser parser(text.c_str(), descs.data(), static_cast<unsigned>(descs.size()));
   if (!parser.isOk()) {
-    std::string shown;
-    std::vector<std::size_t> column;
-    escapeText(text, shown, column);
-    const unsigned position = parser.getErrorPosition();
-    const std::size_t caret = column[position < column.size() ? position : column.size() - 1];
-    std::cerr << "error: " << parser.getErrorMessage() << "\n  " << shown << "\n  "
-              << std::string(caret, ' ') << "^\nposition: " << position << "\n";
+    printRefusal(parser.getErrorMessage(), text, parser.getErrorPosition());
     return 2;
   }
 
@@ -234,6 +302,7 @@ int runExpr(const std::vector<std::string>& args) {
 }
 
 const Scintari::CommandRegistration registration(Scintari::Command{
-    "expr", "parse, list and evaluate an expression of an expression block", help, runExpr});
+    "expr", "parse, list and evaluate an expression, or translate it to JavaScript or C#", help,
+    runExpr});
 
 }  // namespace
