@@ -16,35 +16,45 @@
 #include "revision_saveload/sl_revision_saver.h"
 #include "revision_saveload/sl_saver_bin_flex.h"
 
-namespace {
+namespace
+{
 
-std::vector<uint8_t> record(const Plm::Emitter& emitter) {
-  Sl::SaverBinFlex flex(Sl::BO_LittleEndian, Sl::TC_On);
-  {
-    Sl::RevisionSaver saver(nullptr, flex, nullptr);
-    emitter.saveWithoutBlocks(saver);
-  }
-  return flex.dataAsVector();
+std::vector<uint8_t> record(const Plm::Emitter& emitter)
+{
+    Sl::SaverBinFlex flex(Sl::BO_LittleEndian, Sl::TC_On);
+    {
+        Sl::RevisionSaver saver(nullptr, flex, nullptr);
+        emitter.saveWithoutBlocks(saver);
+    }
+    return flex.dataAsVector();
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  Plm::System system;
-  std::unique_ptr<Plm::Emitter> emitter;
-  try {
-    emitter = Plm::loadEmitterPlain(data, size, system);
-  } catch (const Sl::Exception&) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    Plm::System system;
+    std::unique_ptr<Plm::Emitter> emitter;
+    try
+    {
+        emitter = Plm::loadEmitterPlain(data, size, system);
+    }
+    catch (const Sl::Exception&)
+    {
+        return 0;
+    }
+
+    const std::vector<uint8_t> saved = Plm::saveEmitterPlain(*emitter);
+    std::unique_ptr<Plm::Emitter> again = Plm::loadEmitterPlain(saved.data(), saved.size(), system);
+    if (record(*again) != record(*emitter))
+        std::abort();
+
+    while (emitter->allBlocks().size() > 0)
+        emitter->removeBlock(emitter->allBlocks().getId(0));
+    if (emitter->getNumLinks() != 0 || !emitter->getReflBlocks().empty())
+        std::abort();
+    for (unsigned int l = 0; l < Plm::Emitter::BL_Count; ++l)
+        if (!emitter->blockList(static_cast<Plm::Emitter::EnumBlockList>(l)).empty())
+            std::abort();
     return 0;
-  }
-
-  const std::vector<uint8_t> saved = Plm::saveEmitterPlain(*emitter);
-  std::unique_ptr<Plm::Emitter> again = Plm::loadEmitterPlain(saved.data(), saved.size(), system);
-  if (record(*again) != record(*emitter)) std::abort();
-
-  while (emitter->allBlocks().size() > 0) emitter->removeBlock(emitter->allBlocks().getId(0));
-  if (emitter->getNumLinks() != 0 || !emitter->getReflBlocks().empty()) std::abort();
-  for (unsigned int l = 0; l < Plm::Emitter::BL_Count; ++l)
-    if (!emitter->blockList(static_cast<Plm::Emitter::EnumBlockList>(l)).empty()) std::abort();
-  return 0;
 }

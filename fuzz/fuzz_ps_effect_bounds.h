@@ -15,19 +15,22 @@
 #include "particle_system/ps_mem_managed_context.h"
 #include "particle_system/ps_mem_managed_system_shell.h"
 
-namespace FuzzPs {
+namespace FuzzPs
+{
 
 // A context whose budget bounds the effect's pool and each instance's memory.
-inline Ps::Context& contextWithBudget(std::uint64_t budget) {
-  static Ps::MemManagedContext holder;
-  holder.get().setMemoryBudget(budget);
-  return holder.get();
+inline Ps::Context& contextWithBudget(std::uint64_t budget)
+{
+    static Ps::MemManagedContext holder;
+    holder.get().setMemoryBudget(budget);
+    return holder.get();
 }
 
 inline std::unique_ptr<Ps::MemManagedSystemShell> load(const std::uint8_t* data, std::size_t size,
-                                                       Ps::Context& context) {
-  return std::make_unique<Ps::MemManagedSystemShell>(data, static_cast<std::uint32_t>(size),
-                                                     context);
+                                                       Ps::Context& context)
+{
+    return std::make_unique<Ps::MemManagedSystemShell>(data, static_cast<std::uint32_t>(size),
+                                                       context);
 }
 
 }  // namespace FuzzPs

@@ -27,42 +27,54 @@
 #include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_loader_bin_array.h"
 
-namespace {
+namespace
+{
 
 // The memory budget of this host, for the effect's pool and for the instance.
 constexpr std::uint64_t kBudget = 16u << 20;
 constexpr int kFrames = 4;
 
-void readAndRun(const std::uint8_t* data, std::size_t size) {
-  const auto shell = FuzzPs::load(data, size, FuzzPs::contextWithBudget(kBudget));
-  const Ps::System& system = shell->getSystem();
+void readAndRun(const std::uint8_t* data, std::size_t size)
+{
+    const auto shell = FuzzPs::load(data, size, FuzzPs::contextWithBudget(kBudget));
+    const Ps::System& system = shell->getSystem();
 
-  const glm::quat identity(1.0f, 0.0f, 0.0f, 0.0f);
-  Ps::MemManagedSystemInst holder(system, glm::vec3(0.0f), identity);
-  Ps::SystemInst& inst = holder.get();
-  std::optional<Ps::RenderConfig> config{Ps::RenderConfig{}};
-  config->emitters.resize(system.getNumEmitters());
-  for (std::uint32_t i = 0; i < system.getNumEmitters(); ++i) {
-    config->emitters[i].renderPositions = (i % 2) == 0;
-    config->emitters[i].render = (i % 3) != 2;
-  }
-  const std::optional<Ps::RenderConfig> none;
-  for (int f = 0; f < kFrames; ++f) {
-    const glm::vec3 position(0.5f * static_cast<float>(f), 0.0f, -0.25f * static_cast<float>(f));
-    inst.update(position, identity, system.getFrameTime() * 1.5f);
-    inst.construct(glm::vec3(0.0f, 0.0f, 1.0f), glm::vec3(0.0f, 1.0f, 0.0f),
-                   glm::vec3(1.0f, 0.0f, 0.0f), (f % 2) ? config : none);
-  }
+    const glm::quat identity(1.0f, 0.0f, 0.0f, 0.0f);
+    Ps::MemManagedSystemInst holder(system, glm::vec3(0.0f), identity);
+    Ps::SystemInst& inst = holder.get();
+    std::optional<Ps::RenderConfig> config{Ps::RenderConfig{}};
+    config->emitters.resize(system.getNumEmitters());
+    for (std::uint32_t i = 0; i < system.getNumEmitters(); ++i)
+    {
+        config->emitters[i].renderPositions = (i % 2) == 0;
+        config->emitters[i].render = (i % 3) != 2;
+    }
+    const std::optional<Ps::RenderConfig> none;
+    for (int f = 0; f < kFrames; ++f)
+    {
+        const glm::vec3 position(0.5f * static_cast<float>(f), 0.0f,
+                                 -0.25f * static_cast<float>(f));
+        inst.update(position, identity, system.getFrameTime() * 1.5f);
+        inst.construct(glm::vec3(0.0f, 0.0f, 1.0f), glm::vec3(0.0f, 1.0f, 0.0f),
+                       glm::vec3(1.0f, 0.0f, 0.0f), (f % 2) ? config : none);
+    }
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size > (1u << 20)) return 0;
-  try {
-    readAndRun(data, size);
-  } catch (const Sl::Exception&) {
-  } catch (const Debug::CheckException&) {
-  }
-  return 0;
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    if (size > (1u << 20))
+        return 0;
+    try
+    {
+        readAndRun(data, size);
+    }
+    catch (const Sl::Exception&)
+    {
+    }
+    catch (const Debug::CheckException&)
+    {
+    }
+    return 0;
 }

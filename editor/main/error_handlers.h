@@ -11,26 +11,28 @@
 // handled (it returns true), the signal takes its default action and ends the
 // process; otherwise it goes on to the handler that was installed before ours
 // (for the editor, the default action as well).
-namespace GoogleBreakpad {
+namespace GoogleBreakpad
+{
 
 // The folder dumps go to, and the path of the dump being written.
-class MinidumpDescriptor {
- public:
-  explicit MinidumpDescriptor(std::string directory);
+class MinidumpDescriptor
+{
+public:
+    explicit MinidumpDescriptor(std::string directory);
 
-  const std::string& directory() const { return directory_; }
-  // Path of the last dump written; empty before any.
-  const char* path() const { return path_; }
+    const std::string& directory() const { return directory_; }
+    // Path of the last dump written; empty before any.
+    const char* path() const { return path_; }
 
-  // Makes a new dump path in the folder for this process. Allocates nothing,
-  // so the signal handler can call it.
-  void makeNewPath();
-  // Sets the path directly (tests and callers that wrote a dump themselves).
-  void setPath(const char* path);
+    // Makes a new dump path in the folder for this process. Allocates nothing,
+    // so the signal handler can call it.
+    void makeNewPath();
+    // Sets the path directly (tests and callers that wrote a dump themselves).
+    void setPath(const char* path);
 
- private:
-  std::string directory_;
-  char path_[4096] = {};
+private:
+    std::string directory_;
+    char path_[4096] = {};
 };
 
 using FilterCallback = bool (*)(void* context);
@@ -40,35 +42,36 @@ using MinidumpCallback = bool (*)(const MinidumpDescriptor& descriptor, void* co
 // Installs the signal handlers while it lives (when installHandler is true).
 // One handler is active at a time: a newer one replaces the older one, whose
 // destruction gives the signals back to what they were before it.
-class ExceptionHandler {
- public:
-  ExceptionHandler(const MinidumpDescriptor& descriptor, FilterCallback filter,
-                   MinidumpCallback callback, void* callbackContext, bool installHandler,
-                   int serverFd);
-  ~ExceptionHandler();
+class ExceptionHandler
+{
+public:
+    ExceptionHandler(const MinidumpDescriptor& descriptor, FilterCallback filter,
+                     MinidumpCallback callback, void* callbackContext, bool installHandler,
+                     int serverFd);
+    ~ExceptionHandler();
 
-  ExceptionHandler(const ExceptionHandler&) = delete;
-  ExceptionHandler& operator=(const ExceptionHandler&) = delete;
+    ExceptionHandler(const ExceptionHandler&) = delete;
+    ExceptionHandler& operator=(const ExceptionHandler&) = delete;
 
-  // Writes a dump for `signal` and runs the callback; what the signal
-  // handler does. Returns the callback's result (false without a callback):
-  // true when the crash counts as handled.
-  bool handleSignal(int signal, const siginfo_t* info);
+    // Writes a dump for `signal` and runs the callback; what the signal
+    // handler does. Returns the callback's result (false without a callback):
+    // true when the crash counts as handled.
+    bool handleSignal(int signal, const siginfo_t* info);
 
-  // Gives `signal` back to the action it had before this handler was made.
-  // Allocates nothing; the signal handler calls it for a crash not handled.
-  void restorePreviousAction(int signal);
+    // Gives `signal` back to the action it had before this handler was made.
+    // Allocates nothing; the signal handler calls it for a crash not handled.
+    void restorePreviousAction(int signal);
 
- private:
-  bool writeDump(int signal, const siginfo_t* info);
+private:
+    bool writeDump(int signal, const siginfo_t* info);
 
-  MinidumpDescriptor descriptor_;
-  FilterCallback filter_;
-  MinidumpCallback callback_;
-  void* callbackContext_;
-  bool installed_ = false;
-  struct sigaction previous_[5] = {};
-  ExceptionHandler* previousHandler_ = nullptr;
+    MinidumpDescriptor descriptor_;
+    FilterCallback filter_;
+    MinidumpCallback callback_;
+    void* callbackContext_;
+    bool installed_ = false;
+    struct sigaction previous_[5] = {};
+    ExceptionHandler* previousHandler_ = nullptr;
 };
 
 // The signals that make a dump.
@@ -101,7 +104,8 @@ std::string collectorUrl();
 }  // namespace GoogleBreakpad
 
 // The crash service of other platforms; nothing to do on this one.
-namespace BugSplat {
+namespace BugSplat
+{
 void initialize();
 void addLogFile(const char* path);
 }  // namespace BugSplat

@@ -6,26 +6,29 @@
 
 #include "expression/expr_translator.h"
 
-namespace Expr::Translator {
+namespace Expr::Translator
+{
 
 // A function of the language and its targets. A null JavaScript target means
 // an array literal ("[x, y]").
-struct FunctionRow {
-  const char* name;
-  unsigned numArgs;
-  EnumValueType args[3];
-  EnumValueType result;
-  const char* js;
-  const char* cs;
+struct FunctionRow
+{
+    const char* name;
+    unsigned numArgs;
+    EnumValueType args[3];
+    EnumValueType result;
+    const char* js;
+    const char* cs;
 };
 
 // A swizzle: the components it picks, x 0, y 1, z 2.
-struct SwizzleRow {
-  const char* name;
-  EnumValueType arg;
-  EnumValueType result;
-  unsigned numIndices;
-  unsigned indices[3];
+struct SwizzleRow
+{
+    const char* name;
+    EnumValueType arg;
+    EnumValueType result;
+    unsigned numIndices;
+    unsigned indices[3];
 };
 
 // The first row whose name and exact argument types match the call, or null.

@@ -8,30 +8,37 @@
 
 #include "expression/expr_translator.h"
 
-namespace ExprTranslatorTest {
+namespace ExprTranslatorTest
+{
 
 // "a:float,u:vec2" -> inputs printed under their own names.
-inline std::vector<Expr::Translator::InputDesc> inputs(const std::string& list) {
-  std::vector<Expr::Translator::InputDesc> result;
-  std::stringstream stream(list);
-  std::string item;
-  while (std::getline(stream, item, ',')) {
-    const auto colon = item.rfind(':');
-    const std::string type = item.substr(colon + 1);
-    Expr::EnumValueType t = Expr::VT_Float;
-    if (type == "vec2") t = Expr::VT_Vec2;
-    else if (type == "vec3") t = Expr::VT_Vec3;
-    else if (type == "quat") t = Expr::VT_Quat;
-    const std::string name = item.substr(0, colon);
-    result.push_back({name, t, name});
-  }
-  return result;
+inline std::vector<Expr::Translator::InputDesc> inputs(const std::string& list)
+{
+    std::vector<Expr::Translator::InputDesc> result;
+    std::stringstream stream(list);
+    std::string item;
+    while (std::getline(stream, item, ','))
+    {
+        const auto colon = item.rfind(':');
+        const std::string type = item.substr(colon + 1);
+        Expr::EnumValueType t = Expr::VT_Float;
+        if (type == "vec2")
+            t = Expr::VT_Vec2;
+        else if (type == "vec3")
+            t = Expr::VT_Vec3;
+        else if (type == "quat")
+            t = Expr::VT_Quat;
+        const std::string name = item.substr(0, colon);
+        result.push_back({name, t, name});
+    }
+    return result;
 }
 
 // The inputs of most cases: floats a, b, t; vec2 u; vec3 v, w; quaternion q;
 // and "dt" last, as the export checks add it.
-inline const char* standardInputs() {
-  return "a:float,b:float,t:float,u:vec2,v:vec3,w:vec3,q:quat,dt:float";
+inline const char* standardInputs()
+{
+    return "a:float,b:float,t:float,u:vec2,v:vec3,w:vec3,q:quat,dt:float";
 }
 
 // A refusal in a table of cases.

@@ -12,13 +12,15 @@ using Expr::VT_Quat;
 using Expr::VT_Vec2;
 using Expr::VT_Vec3;
 
-namespace {
+namespace
+{
 
-struct Case {
-  const char* text;
-  const char* expected;  // `refused` when the text must not translate
-  Expr::EnumValueType type;
-  const char* inputs;  // null: standardInputs()
+struct Case
+{
+    const char* text;
+    const char* expected;  // `refused` when the text must not translate
+    Expr::EnumValueType type;
+    const char* inputs;  // null: standardInputs()
 };
 
 const Case cases[] = {
@@ -146,49 +148,58 @@ const Case cases[] = {
 
 }  // namespace
 
-TEST(Expr2Cs, TranslatesAsTheTableSays) {
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string("text: \"") + c.text + "\"");
-    const auto result = Expr2Cs::convert(c.text, inputs(c.inputs ? c.inputs : standardInputs()));
-    if (!c.expected) {
-      EXPECT_FALSE(result.has_value()) << "translated to " << result->second;
-      continue;
+TEST(Expr2Cs, TranslatesAsTheTableSays)
+{
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(std::string("text: \"") + c.text + "\"");
+        const auto result =
+            Expr2Cs::convert(c.text, inputs(c.inputs ? c.inputs : standardInputs()));
+        if (!c.expected)
+        {
+            EXPECT_FALSE(result.has_value()) << "translated to " << result->second;
+            continue;
+        }
+        ASSERT_TRUE(result.has_value());
+        EXPECT_EQ(result->second, c.expected);
+        EXPECT_EQ(result->first, c.type);
     }
+}
+
+TEST(Expr2Cs, PrintsTheTargetNamesOfInputs)
+{
+    const std::vector<Expr2Cs::InputDesc> in = {{"a", VT_Float, "p.a"}, {"v", VT_Vec3, "p.v"}};
+    const auto result = Expr2Cs::convert("xy(v) * a", in);
     ASSERT_TRUE(result.has_value());
-    EXPECT_EQ(result->second, c.expected);
-    EXPECT_EQ(result->first, c.type);
-  }
+    EXPECT_EQ(result->second, "_math.mulv2scalar_(p.v.xy(), p.a)");
 }
 
-TEST(Expr2Cs, PrintsTheTargetNamesOfInputs) {
-  const std::vector<Expr2Cs::InputDesc> in = {{"a", VT_Float, "p.a"}, {"v", VT_Vec3, "p.v"}};
-  const auto result = Expr2Cs::convert("xy(v) * a", in);
-  ASSERT_TRUE(result.has_value());
-  EXPECT_EQ(result->second, "_math.mulv2scalar_(p.v.xy(), p.a)");
+TEST(Expr2Cs, LimitsAreRefusedWithTheirMessage)
+{
+    const auto in = inputs(standardInputs());
+    std::string text = std::string(Expr::Translator::maxNestingDepth + 1, '(') + "a" +
+                       std::string(Expr::Translator::maxNestingDepth + 1, ')');
+    std::string message;
+    unsigned position = 0;
+    EXPECT_FALSE(Expr2Cs::convert(text, in, &position, &message));
+    EXPECT_EQ(message,
+              "the expression nests parentheses, calls and signs more than 200 levels deep");
+    EXPECT_EQ(position, Expr::Translator::maxNestingDepth + 1);
+    EXPECT_TRUE(Expr2Cs::convert(text.substr(1, text.size() - 2), in));
+
+    std::string chain = "a";
+    for (unsigned i = 0; i < Expr::Translator::maxTreeDepth; ++i)
+        chain += "*a";
+    EXPECT_FALSE(Expr2Cs::convert(chain, in, &position, &message));
+    EXPECT_EQ(message, "the expression is more than 1000 operations deep");
+    EXPECT_TRUE(Expr2Cs::convert(chain.substr(2), in));
 }
 
-TEST(Expr2Cs, LimitsAreRefusedWithTheirMessage) {
-  const auto in = inputs(standardInputs());
-  std::string text = std::string(Expr::Translator::maxNestingDepth + 1, '(') + "a" +
-                     std::string(Expr::Translator::maxNestingDepth + 1, ')');
-  std::string message;
-  unsigned position = 0;
-  EXPECT_FALSE(Expr2Cs::convert(text, in, &position, &message));
-  EXPECT_EQ(message, "the expression nests parentheses, calls and signs more than 200 levels deep");
-  EXPECT_EQ(position, Expr::Translator::maxNestingDepth + 1);
-  EXPECT_TRUE(Expr2Cs::convert(text.substr(1, text.size() - 2), in));
-
-  std::string chain = "a";
-  for (unsigned i = 0; i < Expr::Translator::maxTreeDepth; ++i) chain += "*a";
-  EXPECT_FALSE(Expr2Cs::convert(chain, in, &position, &message));
-  EXPECT_EQ(message, "the expression is more than 1000 operations deep");
-  EXPECT_TRUE(Expr2Cs::convert(chain.substr(2), in));
-}
-
-TEST(Expr2Cs, ErrorPositionIsWhatWasRead) {
-  unsigned position = 0;
-  std::string message;
-  EXPECT_FALSE(Expr2Cs::convert("a + b )", inputs(standardInputs()), &position, &message));
-  EXPECT_EQ(position, 6u);
-  EXPECT_EQ(message, "the expression does not translate from here on");
+TEST(Expr2Cs, ErrorPositionIsWhatWasRead)
+{
+    unsigned position = 0;
+    std::string message;
+    EXPECT_FALSE(Expr2Cs::convert("a + b )", inputs(standardInputs()), &position, &message));
+    EXPECT_EQ(position, 6u);
+    EXPECT_EQ(message, "the expression does not translate from here on");
 }

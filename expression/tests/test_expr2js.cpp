@@ -14,13 +14,15 @@ using Expr::VT_Quat;
 using Expr::VT_Vec2;
 using Expr::VT_Vec3;
 
-namespace {
+namespace
+{
 
-struct Case {
-  const char* text;
-  const char* expected;  // `refused` when the text must not translate
-  Expr::EnumValueType type;
-  const char* inputs;  // null: standardInputs()
+struct Case
+{
+    const char* text;
+    const char* expected;  // `refused` when the text must not translate
+    Expr::EnumValueType type;
+    const char* inputs;  // null: standardInputs()
 };
 
 const Case cases[] = {
@@ -40,8 +42,7 @@ const Case cases[] = {
     {"vec2(1, 2)", "[1, 2]", VT_Vec2, nullptr},
     {"yx(v)", "function(a){return[a[1],a[0]];}(v)", VT_Vec2, nullptr},
     {"z(v)", "v[2]", VT_Float, nullptr},
-    {"zy(v)", "function(a){return[a[2],a[1]];}(v)", VT_Vec2,
-     nullptr},
+    {"zy(v)", "function(a){return[a[2],a[1]];}(v)", VT_Vec2, nullptr},
     // White space: every ASCII space character, anywhere between tokens.
     {"\ta\n+\r\nb\v\f", "(a + b)", VT_Float, nullptr},
     {"abs ( a )", "Math.abs(a)", VT_Float, nullptr},
@@ -187,109 +188,128 @@ const Case cases[] = {
 
 }  // namespace
 
-TEST(Expr2Js, TranslatesAsTheTableSays) {
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string("text: \"") + c.text + "\"");
-    const auto result = Expr2Js::convert(c.text, inputs(c.inputs ? c.inputs : standardInputs()));
-    if (!c.expected) {
-      EXPECT_FALSE(result.has_value()) << "translated to " << result->second;
-      continue;
+TEST(Expr2Js, TranslatesAsTheTableSays)
+{
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(std::string("text: \"") + c.text + "\"");
+        const auto result =
+            Expr2Js::convert(c.text, inputs(c.inputs ? c.inputs : standardInputs()));
+        if (!c.expected)
+        {
+            EXPECT_FALSE(result.has_value()) << "translated to " << result->second;
+            continue;
+        }
+        ASSERT_TRUE(result.has_value());
+        EXPECT_EQ(result->second, c.expected);
+        EXPECT_EQ(result->first, c.type);
     }
+}
+
+TEST(Expr2Js, PrintsTheTargetNamesOfInputs)
+{
+    const std::vector<Expr2Js::InputDesc> in = {{"a", VT_Float, "p.a"}, {"v", VT_Vec3, "p.v"}};
+    const auto result = Expr2Js::convert("x(v) + a", in);
     ASSERT_TRUE(result.has_value());
-    EXPECT_EQ(result->second, c.expected);
-    EXPECT_EQ(result->first, c.type);
-  }
+    EXPECT_EQ(result->second, "(p.v[0] + p.a)");
 }
 
-TEST(Expr2Js, PrintsTheTargetNamesOfInputs) {
-  const std::vector<Expr2Js::InputDesc> in = {{"a", VT_Float, "p.a"}, {"v", VT_Vec3, "p.v"}};
-  const auto result = Expr2Js::convert("x(v) + a", in);
-  ASSERT_TRUE(result.has_value());
-  EXPECT_EQ(result->second, "(p.v[0] + p.a)");
+TEST(Expr2Js, ErrorPositionIsWhatWasRead)
+{
+    struct Position
+    {
+        const char* text;
+        unsigned position;
+    };
+    for (const Position& p : {Position{"a)", 1}, Position{"a + )", 2}, Position{"", 0},
+                              Position{"a % b", 2}, Position{"q * q", 2},
+                              // "abs" fails as a call, then the input "a" is its longest match.
+                              Position{"abs(v)", 1}, Position{"(a", 0}})
+    {
+        SCOPED_TRACE(p.text);
+        unsigned position = 12345;
+        std::string message;
+        EXPECT_FALSE(Expr2Js::convert(p.text, inputs(standardInputs()), &position, &message));
+        EXPECT_EQ(position, p.position);
+        EXPECT_FALSE(message.empty());
+    }
 }
 
-TEST(Expr2Js, ErrorPositionIsWhatWasRead) {
-  struct Position {
-    const char* text;
-    unsigned position;
-  };
-  for (const Position& p : {Position{"a)", 1}, Position{"a + )", 2}, Position{"", 0},
-                            Position{"a % b", 2}, Position{"q * q", 2},
-                            // "abs" fails as a call, then the input "a" is its longest match.
-                            Position{"abs(v)", 1},
-                            Position{"(a", 0}}) {
-    SCOPED_TRACE(p.text);
-    unsigned position = 12345;
+TEST(Expr2Js, NestingIsBounded)
+{
+    const auto in = inputs(standardInputs());
+    const auto nested = [](unsigned depth, const std::string& open, const std::string& close)
+    {
+        std::string text;
+        for (unsigned i = 0; i < depth; ++i)
+            text += open;
+        text += "a";
+        for (unsigned i = 0; i < depth; ++i)
+            text += close;
+        return text;
+    };
+    for (const auto& [open, close] :
+         {std::pair<std::string, std::string>{"(", ")"}, {"abs(", ")"}, {"-", ""}, {"+", ""}})
+    {
+        SCOPED_TRACE(open);
+        EXPECT_TRUE(Expr2Js::convert(nested(Expr::Translator::maxNestingDepth, open, close), in));
+        unsigned position = 0;
+        std::string message;
+        const std::string deep = nested(Expr::Translator::maxNestingDepth + 1, open, close);
+        EXPECT_FALSE(Expr2Js::convert(deep, in, &position, &message));
+        EXPECT_EQ(message,
+                  "the expression nests parentheses, calls and signs more than 200 levels deep");
+        EXPECT_EQ(position, (Expr::Translator::maxNestingDepth + 1) * open.size());
+    }
+    // Far deeper text is refused the same way, without exhausting the stack.
+    EXPECT_FALSE(Expr2Js::convert(nested(1000000, "(", ")"), in));
+    EXPECT_FALSE(Expr2Js::convert(nested(1000000, "-", ""), in));
+}
+
+TEST(Expr2Js, TreeDepthIsBounded)
+{
+    const auto in = inputs(standardInputs());
+    std::string chain = "a";
+    for (unsigned i = 1; i < Expr::Translator::maxTreeDepth; ++i)
+        chain += "+a";
+    EXPECT_TRUE(Expr2Js::convert(chain, in));
     std::string message;
-    EXPECT_FALSE(Expr2Js::convert(p.text, inputs(standardInputs()), &position, &message));
-    EXPECT_EQ(position, p.position);
-    EXPECT_FALSE(message.empty());
-  }
-}
-
-TEST(Expr2Js, NestingIsBounded) {
-  const auto in = inputs(standardInputs());
-  const auto nested = [](unsigned depth, const std::string& open, const std::string& close) {
-    std::string text;
-    for (unsigned i = 0; i < depth; ++i) text += open;
-    text += "a";
-    for (unsigned i = 0; i < depth; ++i) text += close;
-    return text;
-  };
-  for (const auto& [open, close] : {std::pair<std::string, std::string>{"(", ")"},
-                                    {"abs(", ")"}, {"-", ""}, {"+", ""}}) {
-    SCOPED_TRACE(open);
-    EXPECT_TRUE(Expr2Js::convert(nested(Expr::Translator::maxNestingDepth, open, close), in));
     unsigned position = 0;
-    std::string message;
-    const std::string deep = nested(Expr::Translator::maxNestingDepth + 1, open, close);
-    EXPECT_FALSE(Expr2Js::convert(deep, in, &position, &message));
-    EXPECT_EQ(message,
-              "the expression nests parentheses, calls and signs more than 200 levels deep");
-    EXPECT_EQ(position, (Expr::Translator::maxNestingDepth + 1) * open.size());
-  }
-  // Far deeper text is refused the same way, without exhausting the stack.
-  EXPECT_FALSE(Expr2Js::convert(nested(1000000, "(", ")"), in));
-  EXPECT_FALSE(Expr2Js::convert(nested(1000000, "-", ""), in));
+    EXPECT_FALSE(Expr2Js::convert(chain + "*b+a", in, &position, &message));
+    EXPECT_EQ(message, "the expression is more than 1000 operations deep");
+    EXPECT_EQ(position, chain.size() + 3);
+    // A long flat chain ends at the bound instead of building a tree too deep to free.
+    std::string huge = "a";
+    for (unsigned i = 0; i < 1000000; ++i)
+        huge += "-a";
+    EXPECT_FALSE(Expr2Js::convert(huge, in, nullptr, &message));
+    EXPECT_EQ(message, "the expression is more than 1000 operations deep");
+    // Many arguments make a wide tree, not a deep one: translated, then refused for the overload.
+    std::string wide = "vec2(a";
+    for (unsigned i = 0; i < 100000; ++i)
+        wide += ",a";
+    EXPECT_FALSE(Expr2Js::convert(wide + ")", in));
 }
 
-TEST(Expr2Js, TreeDepthIsBounded) {
-  const auto in = inputs(standardInputs());
-  std::string chain = "a";
-  for (unsigned i = 1; i < Expr::Translator::maxTreeDepth; ++i) chain += "+a";
-  EXPECT_TRUE(Expr2Js::convert(chain, in));
-  std::string message;
-  unsigned position = 0;
-  EXPECT_FALSE(Expr2Js::convert(chain + "*b+a", in, &position, &message));
-  EXPECT_EQ(message, "the expression is more than 1000 operations deep");
-  EXPECT_EQ(position, chain.size() + 3);
-  // A long flat chain ends at the bound instead of building a tree too deep to free.
-  std::string huge = "a";
-  for (unsigned i = 0; i < 1000000; ++i) huge += "-a";
-  EXPECT_FALSE(Expr2Js::convert(huge, in, nullptr, &message));
-  EXPECT_EQ(message, "the expression is more than 1000 operations deep");
-  // Many arguments make a wide tree, not a deep one: translated, then refused for the overload.
-  std::string wide = "vec2(a";
-  for (unsigned i = 0; i < 100000; ++i) wide += ",a";
-  EXPECT_FALSE(Expr2Js::convert(wide + ")", in));
+TEST(Expr2Js, KeepsNothingBetweenCalls)
+{
+    EXPECT_EQ(Expr2Js::convert("a + a", inputs("a:vec2"))->first, VT_Vec2);
+    EXPECT_EQ(Expr2Js::convert("a + a", inputs("a:vec3"))->second, "ctx.addv3_(a, a)");
+    EXPECT_FALSE(Expr2Js::convert("a + a", inputs("b:vec3")));
 }
 
-TEST(Expr2Js, KeepsNothingBetweenCalls) {
-  EXPECT_EQ(Expr2Js::convert("a + a", inputs("a:vec2"))->first, VT_Vec2);
-  EXPECT_EQ(Expr2Js::convert("a + a", inputs("a:vec3"))->second, "ctx.addv3_(a, a)");
-  EXPECT_FALSE(Expr2Js::convert("a + a", inputs("b:vec3")));
-}
-
-TEST(Expr2Js, SwizzleNodesPrintByTheirType) {
-  const auto v = std::make_shared<Expr2Js::OperationInput>(VT_Vec3, "v");
-  const auto print = [](const Expr2Js::Operation& operation) {
-    std::ostringstream out;
-    operation >> out;
-    return out.str();
-  };
-  EXPECT_EQ(print(Expr2Js::OperationSwizzle(VT_Float, v, {2})), "v[2]");
-  EXPECT_EQ(print(Expr2Js::OperationSwizzle(VT_Vec3, v, {2, 2, 0})),
-            "function(a){return[a[2],a[2],a[0]];}(v)");
-  // A float out of more than one component cannot come from the function table.
-  EXPECT_EQ(print(Expr2Js::OperationSwizzle(VT_Float, v, {0, 1})), "swizzle_export_error");
+TEST(Expr2Js, SwizzleNodesPrintByTheirType)
+{
+    const auto v = std::make_shared<Expr2Js::OperationInput>(VT_Vec3, "v");
+    const auto print = [](const Expr2Js::Operation& operation)
+    {
+        std::ostringstream out;
+        operation >> out;
+        return out.str();
+    };
+    EXPECT_EQ(print(Expr2Js::OperationSwizzle(VT_Float, v, {2})), "v[2]");
+    EXPECT_EQ(print(Expr2Js::OperationSwizzle(VT_Vec3, v, {2, 2, 0})),
+              "function(a){return[a[2],a[2],a[0]];}(v)");
+    // A float out of more than one component cannot come from the function table.
+    EXPECT_EQ(print(Expr2Js::OperationSwizzle(VT_Float, v, {0, 1})), "swizzle_export_error");
 }

@@ -1,138 +1,192 @@
 #include "particle_layout_model/plm_block_construct_quads.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockConstructQuads::BlockConstructQuads()
-    : exportable_(*this, false, true), material_(*this, false, Ps::MAT_Normal),
+    : exportable_(*this, false, true),
+      material_(*this, false, Ps::MAT_Normal),
       texture_(*this, false, std::string("default.png")),
-      origin_(*this, false, glm::vec2(0.5f, 0.5f)), rotationType_(*this, false, Ps::CGO_Faced),
-      facedRotation_(*this, false, 0.0f), sizeType_(*this, false, ST_Quad),
-      size_(*this, false, 30.0f), sizeRect_(*this, false, glm::vec2(30.0f, 30.0f)),
-      color_(*this, false, glm::vec3(1.0f)), alpha_(*this, false, 1.0f),
-      texOp_(*this, false, Ps::CTO_Rect), texOpGridCols_(*this, false, 1u),
-      texOpGridRows_(*this, false, 1u) {}
+      origin_(*this, false, glm::vec2(0.5f, 0.5f)),
+      rotationType_(*this, false, Ps::CGO_Faced),
+      facedRotation_(*this, false, 0.0f),
+      sizeType_(*this, false, ST_Quad),
+      size_(*this, false, 30.0f),
+      sizeRect_(*this, false, glm::vec2(30.0f, 30.0f)),
+      color_(*this, false, glm::vec3(1.0f)),
+      alpha_(*this, false, 1.0f),
+      texOp_(*this, false, Ps::CTO_Rect),
+      texOpGridCols_(*this, false, 1u),
+      texOpGridRows_(*this, false, 1u)
+{
+}
 
 BlockConstructQuads::BlockConstructQuads(LoadFlag flag)
-    : BlockConstruct(flag), exportable_(*this), material_(*this), texture_(*this),
-      origin_(*this), rotationType_(*this), facedRotation_(*this), sizeType_(*this),
-      size_(*this), sizeRect_(*this), color_(*this), alpha_(*this), texOp_(*this),
-      texOpGridCols_(*this), texOpGridRows_(*this) {}
+    : BlockConstruct(flag),
+      exportable_(*this),
+      material_(*this),
+      texture_(*this),
+      origin_(*this),
+      rotationType_(*this),
+      facedRotation_(*this),
+      sizeType_(*this),
+      size_(*this),
+      sizeRect_(*this),
+      color_(*this),
+      alpha_(*this),
+      texOp_(*this),
+      texOpGridCols_(*this),
+      texOpGridRows_(*this)
+{
+}
 
 BlockConstructQuads::BlockConstructQuads(const BlockConstructQuads& other)
-    : BlockConstruct(), exportable_(*this, other.exportable_),
-      material_(*this, other.material_), texture_(*this, other.texture_),
-      origin_(*this, other.origin_), rotationType_(*this, other.rotationType_),
-      facedRotation_(*this, other.facedRotation_), sizeType_(*this, other.sizeType_),
-      size_(*this, other.size_), sizeRect_(*this, other.sizeRect_), color_(*this, other.color_),
-      alpha_(*this, other.alpha_), texOp_(*this, other.texOp_),
-      texOpGridCols_(*this, other.texOpGridCols_), texOpGridRows_(*this, other.texOpGridRows_) {}
-
-std::unique_ptr<BlockConstructQuads> BlockConstructQuads::create() {
-  std::unique_ptr<BlockConstructQuads> block(new BlockConstructQuads());
-  block->updateConnectors();
-  return block;
+    : BlockConstruct(),
+      exportable_(*this, other.exportable_),
+      material_(*this, other.material_),
+      texture_(*this, other.texture_),
+      origin_(*this, other.origin_),
+      rotationType_(*this, other.rotationType_),
+      facedRotation_(*this, other.facedRotation_),
+      sizeType_(*this, other.sizeType_),
+      size_(*this, other.size_),
+      sizeRect_(*this, other.sizeRect_),
+      color_(*this, other.color_),
+      alpha_(*this, other.alpha_),
+      texOp_(*this, other.texOp_),
+      texOpGridCols_(*this, other.texOpGridCols_),
+      texOpGridRows_(*this, other.texOpGridRows_)
+{
 }
 
-void BlockConstructQuads::doMeshExport(Sl::Saver& saver) const {
-  saver.write("mesh_factory", static_cast<uint8_t>(0));
-  saver.write("has_normals", true);
-  saver.write("has_colors", true);
+std::unique_ptr<BlockConstructQuads> BlockConstructQuads::create()
+{
+    std::unique_ptr<BlockConstructQuads> block(new BlockConstructQuads());
+    block->updateConnectors();
+    return block;
 }
 
-void BlockConstructQuads::replaceExternalTexture(size_t index, const std::string& path) {
-  if (canReplaceExternalTexture(index)) setTexture(path);
+void BlockConstructQuads::doMeshExport(Sl::Saver& saver) const
+{
+    saver.write("mesh_factory", static_cast<uint8_t>(0));
+    saver.write("has_normals", true);
+    saver.write("has_colors", true);
+}
+
+void BlockConstructQuads::replaceExternalTexture(size_t index, const std::string& path)
+{
+    if (canReplaceExternalTexture(index))
+        setTexture(path);
 }
 
 void BlockConstructQuads::setRotationType(
-    const boost::optional<Ps::EnumConstructorQuadsRotationOp>& value) {
-  if (!wouldPropChange(rotationType_, value)) return;
-  rotationType_.set(value);
-  updateConnectors();
-  notifyPropChanged(true);
+    const boost::optional<Ps::EnumConstructorQuadsRotationOp>& value)
+{
+    if (!wouldPropChange(rotationType_, value))
+        return;
+    rotationType_.set(value);
+    updateConnectors();
+    notifyPropChanged(true);
 }
 
-void BlockConstructQuads::setSizeType(const boost::optional<EnumSizeType>& value) {
-  if (!wouldPropChange(sizeType_, value)) return;
-  sizeType_.set(value);
-  updateConnectors();
-  notifyPropChanged(true);
+void BlockConstructQuads::setSizeType(const boost::optional<EnumSizeType>& value)
+{
+    if (!wouldPropChange(sizeType_, value))
+        return;
+    sizeType_.set(value);
+    updateConnectors();
+    notifyPropChanged(true);
 }
 
-void BlockConstructQuads::setTexOp(const boost::optional<Ps::EnumConstructorQuadsTexOp>& value) {
-  if (!wouldPropChange(texOp_, value)) return;
-  texOp_.set(value);
-  updateConnectors();
-  notifyPropChanged(true);
+void BlockConstructQuads::setTexOp(const boost::optional<Ps::EnumConstructorQuadsTexOp>& value)
+{
+    if (!wouldPropChange(texOp_, value))
+        return;
+    texOp_.set(value);
+    updateConnectors();
+    notifyPropChanged(true);
 }
 
-void BlockConstructQuads::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs;
-  const Ps::EnumConstructorQuadsRotationOp rotationOp = rotationType_.get();
-  if (rotationOp == Ps::CGO_Faced) {
-    addInputIfExternal(descs, facedRotation_, CT_Float, 1);
-  } else {
-    DEBUG_ASSERT(rotationOp == Ps::CGO_Free);
-    // A free rotation always comes from a link: it has no constant form.
-    descs.push_back(inputDesc(CT_Quat, 2));
-  }
-  addInputIfExternal(descs, origin_, CT_Vec2, 7);
-  const EnumSizeType sizeType = sizeType_.get();
-  if (sizeType == ST_Quad) {
-    addInputIfExternal(descs, size_, CT_Float, 3);
-  } else {
-    DEBUG_ASSERT(sizeType == ST_Rect);
-    addInputIfExternal(descs, sizeRect_, CT_Vec2, 8);
-  }
-  addInputIfExternal(descs, color_, CT_Vec3, 4);
-  addInputIfExternal(descs, alpha_, CT_Float, 5);
-  const Ps::EnumConstructorQuadsTexOp texOp = texOp_.get();
-  if (texOp != Ps::CTO_Rect) {
-    DEBUG_ASSERT(texOp == Ps::CTO_Grid);
-    // The index of the texture cell.
-    descs.push_back(inputDesc(CT_Float, 6));
-  }
-  resetConnectors(descs);
+void BlockConstructQuads::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs;
+    const Ps::EnumConstructorQuadsRotationOp rotationOp = rotationType_.get();
+    if (rotationOp == Ps::CGO_Faced)
+    {
+        addInputIfExternal(descs, facedRotation_, CT_Float, 1);
+    }
+    else
+    {
+        DEBUG_ASSERT(rotationOp == Ps::CGO_Free);
+        // A free rotation always comes from a link: it has no constant form.
+        descs.push_back(inputDesc(CT_Quat, 2));
+    }
+    addInputIfExternal(descs, origin_, CT_Vec2, 7);
+    const EnumSizeType sizeType = sizeType_.get();
+    if (sizeType == ST_Quad)
+    {
+        addInputIfExternal(descs, size_, CT_Float, 3);
+    }
+    else
+    {
+        DEBUG_ASSERT(sizeType == ST_Rect);
+        addInputIfExternal(descs, sizeRect_, CT_Vec2, 8);
+    }
+    addInputIfExternal(descs, color_, CT_Vec3, 4);
+    addInputIfExternal(descs, alpha_, CT_Float, 5);
+    const Ps::EnumConstructorQuadsTexOp texOp = texOp_.get();
+    if (texOp != Ps::CTO_Rect)
+    {
+        DEBUG_ASSERT(texOp == Ps::CTO_Grid);
+        // The index of the texture cell.
+        descs.push_back(inputDesc(CT_Float, 6));
+    }
+    resetConnectors(descs);
 }
 
-std::unique_ptr<Block> BlockConstructQuads::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockConstructQuads(*this));
+std::unique_ptr<Block> BlockConstructQuads::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockConstructQuads(*this));
 }
 
-void BlockConstructQuads::saveImpl(Sl::RevisionSaver& saver) const {
-  Sl::ScopedSaverGroup group("construct_quads", saver, 1);
-  exportable_.save("exportable", saver);
-  material_.save("material", saver);
-  texture_.save("texture", saver);
-  origin_.save("origin", saver);
-  rotationType_.save("rotation_type", saver);
-  facedRotation_.save("faced_rotation", saver);
-  sizeType_.save("size_type", saver);
-  size_.save("size", saver);
-  sizeRect_.save("size", saver);
-  color_.save("color", saver);
-  alpha_.save("alpha", saver);
-  texOp_.save("tex_op", saver);
-  texOpGridCols_.save("tex_op_grid_cols", saver);
-  texOpGridRows_.save("tex_op_grid_rows", saver);
+void BlockConstructQuads::saveImpl(Sl::RevisionSaver& saver) const
+{
+    Sl::ScopedSaverGroup group("construct_quads", saver, 1);
+    exportable_.save("exportable", saver);
+    material_.save("material", saver);
+    texture_.save("texture", saver);
+    origin_.save("origin", saver);
+    rotationType_.save("rotation_type", saver);
+    facedRotation_.save("faced_rotation", saver);
+    sizeType_.save("size_type", saver);
+    size_.save("size", saver);
+    sizeRect_.save("size", saver);
+    color_.save("color", saver);
+    alpha_.save("alpha", saver);
+    texOp_.save("tex_op", saver);
+    texOpGridCols_.save("tex_op_grid_cols", saver);
+    texOpGridRows_.save("tex_op_grid_rows", saver);
 }
 
-void BlockConstructQuads::loadImpl(Sl::RevisionLoader& loader) {
-  Sl::ScopedLoaderGroup group(loader, 1);
-  exportable_.load(loader);
-  material_.load(loader);
-  texture_.load(loader);
-  if (group.version() == 0) loadObsoletePosition(loader);
-  origin_.load(loader);
-  rotationType_.load(loader);
-  facedRotation_.load(loader);
-  sizeType_.load(loader);
-  size_.load(loader);
-  sizeRect_.load(loader);
-  color_.load(loader);
-  alpha_.load(loader);
-  texOp_.load(loader);
-  texOpGridCols_.load(loader);
-  texOpGridRows_.load(loader);
+void BlockConstructQuads::loadImpl(Sl::RevisionLoader& loader)
+{
+    Sl::ScopedLoaderGroup group(loader, 1);
+    exportable_.load(loader);
+    material_.load(loader);
+    texture_.load(loader);
+    if (group.version() == 0)
+        loadObsoletePosition(loader);
+    origin_.load(loader);
+    rotationType_.load(loader);
+    facedRotation_.load(loader);
+    sizeType_.load(loader);
+    size_.load(loader);
+    sizeRect_.load(loader);
+    color_.load(loader);
+    alpha_.load(loader);
+    texOp_.load(loader);
+    texOpGridCols_.load(loader);
+    texOpGridRows_.load(loader);
 }
 
 }  // namespace Plm

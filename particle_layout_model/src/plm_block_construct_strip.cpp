@@ -1,84 +1,119 @@
 #include "particle_layout_model/plm_block_construct_strip.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockConstructStrip::BlockConstructStrip()
-    : exportable_(*this, false, true), material_(*this, false, Ps::MAT_Normal),
-      texture_(*this, false, std::string("default.png")), hasFreeRotation_(*this, false, false),
-      size_(*this, false, 30.0f), color_(*this, false, glm::vec3(1.0f)),
-      alpha_(*this, false, 1.0f), texRep_(*this, false, 30.0f) {}
+    : exportable_(*this, false, true),
+      material_(*this, false, Ps::MAT_Normal),
+      texture_(*this, false, std::string("default.png")),
+      hasFreeRotation_(*this, false, false),
+      size_(*this, false, 30.0f),
+      color_(*this, false, glm::vec3(1.0f)),
+      alpha_(*this, false, 1.0f),
+      texRep_(*this, false, 30.0f)
+{
+}
 
 BlockConstructStrip::BlockConstructStrip(LoadFlag flag)
-    : BlockConstruct(flag), exportable_(*this), material_(*this), texture_(*this),
-      hasFreeRotation_(*this), size_(*this), color_(*this), alpha_(*this), texRep_(*this) {}
+    : BlockConstruct(flag),
+      exportable_(*this),
+      material_(*this),
+      texture_(*this),
+      hasFreeRotation_(*this),
+      size_(*this),
+      color_(*this),
+      alpha_(*this),
+      texRep_(*this)
+{
+}
 
 BlockConstructStrip::BlockConstructStrip(const BlockConstructStrip& other)
-    : BlockConstruct(), exportable_(*this, other.exportable_),
-      material_(*this, other.material_), texture_(*this, other.texture_),
-      hasFreeRotation_(*this, other.hasFreeRotation_), size_(*this, other.size_),
-      color_(*this, other.color_), alpha_(*this, other.alpha_), texRep_(*this, other.texRep_) {}
-
-std::unique_ptr<BlockConstructStrip> BlockConstructStrip::create() {
-  std::unique_ptr<BlockConstructStrip> block(new BlockConstructStrip());
-  block->updateConnectors();
-  return block;
+    : BlockConstruct(),
+      exportable_(*this, other.exportable_),
+      material_(*this, other.material_),
+      texture_(*this, other.texture_),
+      hasFreeRotation_(*this, other.hasFreeRotation_),
+      size_(*this, other.size_),
+      color_(*this, other.color_),
+      alpha_(*this, other.alpha_),
+      texRep_(*this, other.texRep_)
+{
 }
 
-void BlockConstructStrip::doMeshExport(Sl::Saver& saver) const {
-  saver.write("mesh_factory", static_cast<uint8_t>(1));
-  saver.write("has_normals", false);
-  saver.write("has_colors", true);
+std::unique_ptr<BlockConstructStrip> BlockConstructStrip::create()
+{
+    std::unique_ptr<BlockConstructStrip> block(new BlockConstructStrip());
+    block->updateConnectors();
+    return block;
 }
 
-void BlockConstructStrip::replaceExternalTexture(size_t index, const std::string& path) {
-  if (canReplaceExternalTexture(index)) setTexture(path);
+void BlockConstructStrip::doMeshExport(Sl::Saver& saver) const
+{
+    saver.write("mesh_factory", static_cast<uint8_t>(1));
+    saver.write("has_normals", false);
+    saver.write("has_colors", true);
 }
 
-void BlockConstructStrip::setHasFreeRotation(const boost::optional<bool>& value) {
-  if (!wouldPropChange(hasFreeRotation_, value)) return;
-  hasFreeRotation_.set(value);
-  updateConnectors();
-  notifyPropChanged(true);
+void BlockConstructStrip::replaceExternalTexture(size_t index, const std::string& path)
+{
+    if (canReplaceExternalTexture(index))
+        setTexture(path);
 }
 
-void BlockConstructStrip::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs;
-  // A free rotation always comes from a link: it has no constant form.
-  if (hasFreeRotation_.get()) descs.push_back(inputDesc(CT_Quat, 2));
-  addInputIfExternal(descs, size_, CT_Float, 3);
-  addInputIfExternal(descs, color_, CT_Vec3, 4);
-  addInputIfExternal(descs, alpha_, CT_Float, 5);
-  addInputIfExternal(descs, texRep_, CT_Float, 7);
-  resetConnectors(descs);
+void BlockConstructStrip::setHasFreeRotation(const boost::optional<bool>& value)
+{
+    if (!wouldPropChange(hasFreeRotation_, value))
+        return;
+    hasFreeRotation_.set(value);
+    updateConnectors();
+    notifyPropChanged(true);
 }
 
-std::unique_ptr<Block> BlockConstructStrip::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockConstructStrip(*this));
+void BlockConstructStrip::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs;
+    // A free rotation always comes from a link: it has no constant form.
+    if (hasFreeRotation_.get())
+        descs.push_back(inputDesc(CT_Quat, 2));
+    addInputIfExternal(descs, size_, CT_Float, 3);
+    addInputIfExternal(descs, color_, CT_Vec3, 4);
+    addInputIfExternal(descs, alpha_, CT_Float, 5);
+    addInputIfExternal(descs, texRep_, CT_Float, 7);
+    resetConnectors(descs);
 }
 
-void BlockConstructStrip::saveImpl(Sl::RevisionSaver& saver) const {
-  Sl::ScopedSaverGroup group("construct_strip", saver, 1);
-  exportable_.save("exportable", saver);
-  material_.save("material", saver);
-  texture_.save("texture", saver);
-  hasFreeRotation_.save("has_free_rotation", saver);
-  size_.save("size", saver);
-  color_.save("color", saver);
-  alpha_.save("alpha", saver);
-  texRep_.save("tex_rep", saver);
+std::unique_ptr<Block> BlockConstructStrip::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockConstructStrip(*this));
 }
 
-void BlockConstructStrip::loadImpl(Sl::RevisionLoader& loader) {
-  Sl::ScopedLoaderGroup group(loader, 1);
-  exportable_.load(loader);
-  material_.load(loader);
-  texture_.load(loader);
-  if (group.version() == 0) loadObsoletePosition(loader);
-  hasFreeRotation_.load(loader);
-  size_.load(loader);
-  color_.load(loader);
-  alpha_.load(loader);
-  texRep_.load(loader);
+void BlockConstructStrip::saveImpl(Sl::RevisionSaver& saver) const
+{
+    Sl::ScopedSaverGroup group("construct_strip", saver, 1);
+    exportable_.save("exportable", saver);
+    material_.save("material", saver);
+    texture_.save("texture", saver);
+    hasFreeRotation_.save("has_free_rotation", saver);
+    size_.save("size", saver);
+    color_.save("color", saver);
+    alpha_.save("alpha", saver);
+    texRep_.save("tex_rep", saver);
+}
+
+void BlockConstructStrip::loadImpl(Sl::RevisionLoader& loader)
+{
+    Sl::ScopedLoaderGroup group(loader, 1);
+    exportable_.load(loader);
+    material_.load(loader);
+    texture_.load(loader);
+    if (group.version() == 0)
+        loadObsoletePosition(loader);
+    hasFreeRotation_.load(loader);
+    size_.load(loader);
+    color_.load(loader);
+    alpha_.load(loader);
+    texRep_.load(loader);
 }
 
 }  // namespace Plm

@@ -1,32 +1,38 @@
 #include "particle_layout_model/plm_block_func_axis_from_rotation.h"
 
-namespace Plm {
+namespace Plm
+{
 
-std::unique_ptr<BlockFuncAxisFromRotation> BlockFuncAxisFromRotation::create() {
-  std::unique_ptr<BlockFuncAxisFromRotation> block(new BlockFuncAxisFromRotation());
-  block->updateConnectors();
-  return block;
+std::unique_ptr<BlockFuncAxisFromRotation> BlockFuncAxisFromRotation::create()
+{
+    std::unique_ptr<BlockFuncAxisFromRotation> block(new BlockFuncAxisFromRotation());
+    block->updateConnectors();
+    return block;
 }
 
-void BlockFuncAxisFromRotation::updateConnectors() {
-  const BlockConnectorDesc descs[] = {outputDesc(CT_Vec3, 1), outputDesc(CT_Vec3, 2),
-                                      outputDesc(CT_Vec3, 3), inputDesc(CT_Quat, 0)};
-  resetConnectors(descs, 4);
+void BlockFuncAxisFromRotation::updateConnectors()
+{
+    const BlockConnectorDesc descs[] = {outputDesc(CT_Vec3, 1), outputDesc(CT_Vec3, 2),
+                                        outputDesc(CT_Vec3, 3), inputDesc(CT_Quat, 0)};
+    resetConnectors(descs, 4);
 }
 
-std::unique_ptr<Block> BlockFuncAxisFromRotation::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockFuncAxisFromRotation(*this));
+std::unique_ptr<Block> BlockFuncAxisFromRotation::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockFuncAxisFromRotation(*this));
 }
 
 // No properties, but the group is there, so that a later version can add some.
-void BlockFuncAxisFromRotation::saveImpl(Sl::RevisionSaver& saver) const {
-  BlockFunc::saveImpl(saver);
-  Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
+void BlockFuncAxisFromRotation::saveImpl(Sl::RevisionSaver& saver) const
+{
+    BlockFunc::saveImpl(saver);
+    Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
 }
 
-void BlockFuncAxisFromRotation::loadImpl(Sl::RevisionLoader& loader) {
-  BlockFunc::loadImpl(loader);
-  Sl::ScopedLoaderGroup group(loader, 0);
+void BlockFuncAxisFromRotation::loadImpl(Sl::RevisionLoader& loader)
+{
+    BlockFunc::loadImpl(loader);
+    Sl::ScopedLoaderGroup group(loader, 0);
 }
 
 }  // namespace Plm

@@ -1,40 +1,48 @@
 #include "particle_layout_model/plm_block_func_conv2to3.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockFuncConv2to3::BlockFuncConv2to3() : z_(*this, false, 0.0f) {}
 
 BlockFuncConv2to3::BlockFuncConv2to3(LoadFlag flag) : BlockFunc(flag), z_(*this) {}
 
 BlockFuncConv2to3::BlockFuncConv2to3(const BlockFuncConv2to3& other)
-    : BlockFunc(other), z_(*this, other.z_) {}
-
-std::unique_ptr<BlockFuncConv2to3> BlockFuncConv2to3::create() {
-  std::unique_ptr<BlockFuncConv2to3> block(new BlockFuncConv2to3());
-  block->updateConnectors();
-  return block;
+    : BlockFunc(other), z_(*this, other.z_)
+{
 }
 
-void BlockFuncConv2to3::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs{outputDesc(CT_Vec3, 2), inputDesc(CT_Vec2, 0)};
-  addInputIfExternal(descs, z_, CT_Float, 1);
-  resetConnectors(descs);
+std::unique_ptr<BlockFuncConv2to3> BlockFuncConv2to3::create()
+{
+    std::unique_ptr<BlockFuncConv2to3> block(new BlockFuncConv2to3());
+    block->updateConnectors();
+    return block;
 }
 
-std::unique_ptr<Block> BlockFuncConv2to3::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockFuncConv2to3(*this));
+void BlockFuncConv2to3::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs{outputDesc(CT_Vec3, 2), inputDesc(CT_Vec2, 0)};
+    addInputIfExternal(descs, z_, CT_Float, 1);
+    resetConnectors(descs);
 }
 
-void BlockFuncConv2to3::saveImpl(Sl::RevisionSaver& saver) const {
-  BlockFunc::saveImpl(saver);
-  Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
-  z_.save("z", saver);
+std::unique_ptr<Block> BlockFuncConv2to3::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockFuncConv2to3(*this));
 }
 
-void BlockFuncConv2to3::loadImpl(Sl::RevisionLoader& loader) {
-  BlockFunc::loadImpl(loader);
-  Sl::ScopedLoaderGroup group(loader, 0);
-  z_.load(loader);
+void BlockFuncConv2to3::saveImpl(Sl::RevisionSaver& saver) const
+{
+    BlockFunc::saveImpl(saver);
+    Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
+    z_.save("z", saver);
+}
+
+void BlockFuncConv2to3::loadImpl(Sl::RevisionLoader& loader)
+{
+    BlockFunc::loadImpl(loader);
+    Sl::ScopedLoaderGroup group(loader, 0);
+    z_.load(loader);
 }
 
 }  // namespace Plm

@@ -3,108 +3,133 @@
 #include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_write_read_std.h"
 
-namespace Plm {
+namespace Plm
+{
 
-BlockFuncCurves::BlockFuncCurves() : numTracks_(*this, false, 1u) {
-  tracks_.push_back(std::make_unique<Prop<Plot>>(*this, false, Plot()));
+BlockFuncCurves::BlockFuncCurves() : numTracks_(*this, false, 1u)
+{
+    tracks_.push_back(std::make_unique<Prop<Plot>>(*this, false, Plot()));
 }
 
 BlockFuncCurves::BlockFuncCurves(LoadFlag flag) : BlockFunc(flag), numTracks_(*this) {}
 
 BlockFuncCurves::BlockFuncCurves(const BlockFuncCurves& other)
-    : BlockFunc(other), numTracks_(*this, other.numTracks_),
-      curveEdSaveData_(other.curveEdSaveData_) {
-  for (const auto& track : other.tracks_)
-    tracks_.push_back(std::make_unique<Prop<Plot>>(*this, *track));
+    : BlockFunc(other),
+      numTracks_(*this, other.numTracks_),
+      curveEdSaveData_(other.curveEdSaveData_)
+{
+    for (const auto& track : other.tracks_)
+        tracks_.push_back(std::make_unique<Prop<Plot>>(*this, *track));
 }
 
-std::unique_ptr<BlockFuncCurves> BlockFuncCurves::create() {
-  std::unique_ptr<BlockFuncCurves> block(new BlockFuncCurves());
-  block->updateConnectors();
-  return block;
+std::unique_ptr<BlockFuncCurves> BlockFuncCurves::create()
+{
+    std::unique_ptr<BlockFuncCurves> block(new BlockFuncCurves());
+    block->updateConnectors();
+    return block;
 }
 
-void BlockFuncCurves::setNumTracks(const boost::optional<unsigned int>& value) {
-  if (!wouldPropChange(numTracks_, value)) return;
-  const unsigned int numTracks = value ? *value : numTracks_.getDefault();
-  DEBUG_ASSERT(numTracks > 0);
-  DEBUG_ASSERT(numTracks <= kMaxTracks);
-  numTracks_.set(value);
-  while (tracks_.size() > numTracks) tracks_.pop_back();
-  while (tracks_.size() < numTracks)
-    tracks_.push_back(std::make_unique<Prop<Plot>>(*this, false, Plot()));
-  updateConnectors();
-  notifyPropChanged(true);
+void BlockFuncCurves::setNumTracks(const boost::optional<unsigned int>& value)
+{
+    if (!wouldPropChange(numTracks_, value))
+        return;
+    const unsigned int numTracks = value ? *value : numTracks_.getDefault();
+    DEBUG_ASSERT(numTracks > 0);
+    DEBUG_ASSERT(numTracks <= kMaxTracks);
+    numTracks_.set(value);
+    while (tracks_.size() > numTracks)
+        tracks_.pop_back();
+    while (tracks_.size() < numTracks)
+        tracks_.push_back(std::make_unique<Prop<Plot>>(*this, false, Plot()));
+    updateConnectors();
+    notifyPropChanged(true);
 }
 
-void BlockFuncCurves::setTrack(unsigned int trackIndex, const boost::optional<Plot>& value) {
-  DEBUG_ASSERT(trackIndex < tracks_.size());
-  setPropAndNotify(*tracks_[trackIndex], value);
+void BlockFuncCurves::setTrack(unsigned int trackIndex, const boost::optional<Plot>& value)
+{
+    DEBUG_ASSERT(trackIndex < tracks_.size());
+    setPropAndNotify(*tracks_[trackIndex], value);
 }
 
-std::unique_ptr<PropChanger<Plot>> BlockFuncCurves::trackChanger(unsigned int index) {
-  return makePropChanger(track(index), [this, index](const boost::optional<Plot>& value) {
-    setTrack(index, value);
-  });
+std::unique_ptr<PropChanger<Plot>> BlockFuncCurves::trackChanger(unsigned int index)
+{
+    return makePropChanger(track(index), [this, index](const boost::optional<Plot>& value)
+                           { setTrack(index, value); });
 }
 
-void BlockFuncCurves::setCurveEdSaveData(const std::vector<unsigned char>& data) {
-  if (data == curveEdSaveData_) return;
-  curveEdSaveData_ = data;
-  // The view state changes nothing that export writes, but it must reach the next save.
-  notifyPropChanged(false);
+void BlockFuncCurves::setCurveEdSaveData(const std::vector<unsigned char>& data)
+{
+    if (data == curveEdSaveData_)
+        return;
+    curveEdSaveData_ = data;
+    // The view state changes nothing that export writes, but it must reach the next save.
+    notifyPropChanged(false);
 }
 
-void BlockFuncCurves::updateConnectors() {
-  EnumConnectorType outputType = CT_Float;
-  switch (getNumTracks()) {
-    case 1: outputType = CT_Float; break;
-    case 2: outputType = CT_Vec2; break;
+void BlockFuncCurves::updateConnectors()
+{
+    EnumConnectorType outputType = CT_Float;
+    switch (getNumTracks())
+    {
+    case 1:
+        outputType = CT_Float;
+        break;
+    case 2:
+        outputType = CT_Vec2;
+        break;
     default:
-      DEBUG_ASSERT(getNumTracks() == 3);
-      outputType = CT_Vec3;
-  }
-  const BlockConnectorDesc descs[] = {outputDesc(outputType, kOutputConnector),
-                                      inputDesc(CT_Float, kInputConnector)};
-  resetConnectors(descs, 2);
+        DEBUG_ASSERT(getNumTracks() == 3);
+        outputType = CT_Vec3;
+    }
+    const BlockConnectorDesc descs[] = {outputDesc(outputType, kOutputConnector),
+                                        inputDesc(CT_Float, kInputConnector)};
+    resetConnectors(descs, 2);
 }
 
-std::unique_ptr<Block> BlockFuncCurves::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockFuncCurves(*this));
+std::unique_ptr<Block> BlockFuncCurves::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockFuncCurves(*this));
 }
 
-void BlockFuncCurves::saveImpl(Sl::RevisionSaver& saver) const {
-  BlockFunc::saveImpl(saver);
-  Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
-  numTracks_.save("num_tracks", saver);
-  for (const auto& track : tracks_) track->save("track", saver);
-  Sl::ScopedSaverGroup edGroup("curve_ed_save", saver, 0);
-  saver.write("num_items", static_cast<uint32_t>(curveEdSaveData_.size()), Sl::PH_Packed);
-  for (unsigned char byte : curveEdSaveData_) saver.write("item", static_cast<uint8_t>(byte));
+void BlockFuncCurves::saveImpl(Sl::RevisionSaver& saver) const
+{
+    BlockFunc::saveImpl(saver);
+    Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
+    numTracks_.save("num_tracks", saver);
+    for (const auto& track : tracks_)
+        track->save("track", saver);
+    Sl::ScopedSaverGroup edGroup("curve_ed_save", saver, 0);
+    saver.write("num_items", static_cast<uint32_t>(curveEdSaveData_.size()), Sl::PH_Packed);
+    for (unsigned char byte : curveEdSaveData_)
+        saver.write("item", static_cast<uint8_t>(byte));
 }
 
-void BlockFuncCurves::loadImpl(Sl::RevisionLoader& loader) {
-  BlockFunc::loadImpl(loader);
-  Sl::ScopedLoaderGroup group(loader, 0);
-  numTracks_.load(loader);
-  const unsigned int numTracks = numTracks_.get();
-  if (numTracks == 0 || numTracks > kMaxTracks) throw Sl::CorruptedDataException();
-  tracks_.clear();
-  for (unsigned int i = 0; i < numTracks; ++i) {
-    tracks_.push_back(std::make_unique<Prop<Plot>>(*this));
-    tracks_.back()->load(loader);
-  }
-  Sl::ScopedLoaderGroup edGroup(loader, 0);
-  uint32_t count = 0;
-  loader.read(count, Sl::PH_Packed);
-  Sl::Detail::checkItemCount(loader, count);
-  std::vector<unsigned char> data(count);
-  for (unsigned char& byte : data) {
-    uint8_t value = 0;
-    loader.read(value);
-    byte = value;
-  }
-  curveEdSaveData_ = std::move(data);
+void BlockFuncCurves::loadImpl(Sl::RevisionLoader& loader)
+{
+    BlockFunc::loadImpl(loader);
+    Sl::ScopedLoaderGroup group(loader, 0);
+    numTracks_.load(loader);
+    const unsigned int numTracks = numTracks_.get();
+    if (numTracks == 0 || numTracks > kMaxTracks)
+        throw Sl::CorruptedDataException();
+    tracks_.clear();
+    for (unsigned int i = 0; i < numTracks; ++i)
+    {
+        tracks_.push_back(std::make_unique<Prop<Plot>>(*this));
+        tracks_.back()->load(loader);
+    }
+    Sl::ScopedLoaderGroup edGroup(loader, 0);
+    uint32_t count = 0;
+    loader.read(count, Sl::PH_Packed);
+    Sl::Detail::checkItemCount(loader, count);
+    std::vector<unsigned char> data(count);
+    for (unsigned char& byte : data)
+    {
+        uint8_t value = 0;
+        loader.read(value);
+        byte = value;
+    }
+    curveEdSaveData_ = std::move(data);
 }
 
 }  // namespace Plm

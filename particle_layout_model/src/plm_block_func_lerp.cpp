@@ -1,66 +1,90 @@
 #include "particle_layout_model/plm_block_func_lerp.h"
 
-namespace Plm {
+namespace Plm
+{
 
 template <>
-const char* BlockFuncLerp<float>::factoryNameText() { return "func_lerp_float"; }
+const char* BlockFuncLerp<float>::factoryNameText()
+{
+    return "func_lerp_float";
+}
 template <>
-const char* BlockFuncLerp<glm::vec2>::factoryNameText() { return "func_lerp_vec2"; }
+const char* BlockFuncLerp<glm::vec2>::factoryNameText()
+{
+    return "func_lerp_vec2";
+}
 template <>
-const char* BlockFuncLerp<glm::vec3>::factoryNameText() { return "func_lerp_vec3"; }
+const char* BlockFuncLerp<glm::vec3>::factoryNameText()
+{
+    return "func_lerp_vec3";
+}
 
 template <class T>
 BlockFuncLerp<T>::BlockFuncLerp()
-    : from_(*this, true, ValueTraits<T>::zero()), to_(*this, true, ValueTraits<T>::zero()),
-      interp_(*this, true, 0.0f) {}
+    : from_(*this, true, ValueTraits<T>::zero()),
+      to_(*this, true, ValueTraits<T>::zero()),
+      interp_(*this, true, 0.0f)
+{
+}
 
 template <class T>
 BlockFuncLerp<T>::BlockFuncLerp(LoadFlag flag)
-    : BlockFunc(flag), from_(*this), to_(*this), interp_(*this) {}
+    : BlockFunc(flag), from_(*this), to_(*this), interp_(*this)
+{
+}
 
 template <class T>
 BlockFuncLerp<T>::BlockFuncLerp(const BlockFuncLerp& other)
-    : BlockFunc(other), from_(*this, other.from_), to_(*this, other.to_),
-      interp_(*this, other.interp_) {}
-
-template <class T>
-std::unique_ptr<BlockFuncLerp<T>> BlockFuncLerp<T>::create() {
-  std::unique_ptr<BlockFuncLerp> block(new BlockFuncLerp());
-  block->updateConnectors();
-  return block;
+    : BlockFunc(other),
+      from_(*this, other.from_),
+      to_(*this, other.to_),
+      interp_(*this, other.interp_)
+{
 }
 
 template <class T>
-void BlockFuncLerp<T>::updateConnectors() {
-  const EnumConnectorType type = ValueTraits<T>::connectorType;
-  std::vector<BlockConnectorDesc> descs{outputDesc(type, 3)};
-  addInputIfExternal(descs, from_, type, 0);
-  addInputIfExternal(descs, to_, type, 1);
-  addInputIfExternal(descs, interp_, CT_Float, 2);
-  resetConnectors(descs);
+std::unique_ptr<BlockFuncLerp<T>> BlockFuncLerp<T>::create()
+{
+    std::unique_ptr<BlockFuncLerp> block(new BlockFuncLerp());
+    block->updateConnectors();
+    return block;
 }
 
 template <class T>
-std::unique_ptr<Block> BlockFuncLerp<T>::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockFuncLerp(*this));
+void BlockFuncLerp<T>::updateConnectors()
+{
+    const EnumConnectorType type = ValueTraits<T>::connectorType;
+    std::vector<BlockConnectorDesc> descs{outputDesc(type, 3)};
+    addInputIfExternal(descs, from_, type, 0);
+    addInputIfExternal(descs, to_, type, 1);
+    addInputIfExternal(descs, interp_, CT_Float, 2);
+    resetConnectors(descs);
 }
 
 template <class T>
-void BlockFuncLerp<T>::saveImpl(Sl::RevisionSaver& saver) const {
-  BlockFunc::saveImpl(saver);
-  Sl::ScopedSaverGroup group(factoryNameText(), saver, 0);
-  from_.save("from", saver);
-  to_.save("to", saver);
-  interp_.save("interp", saver);
+std::unique_ptr<Block> BlockFuncLerp<T>::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockFuncLerp(*this));
 }
 
 template <class T>
-void BlockFuncLerp<T>::loadImpl(Sl::RevisionLoader& loader) {
-  BlockFunc::loadImpl(loader);
-  Sl::ScopedLoaderGroup group(loader, 0);
-  from_.load(loader);
-  to_.load(loader);
-  interp_.load(loader);
+void BlockFuncLerp<T>::saveImpl(Sl::RevisionSaver& saver) const
+{
+    BlockFunc::saveImpl(saver);
+    Sl::ScopedSaverGroup group(factoryNameText(), saver, 0);
+    from_.save("from", saver);
+    to_.save("to", saver);
+    interp_.save("interp", saver);
+}
+
+template <class T>
+void BlockFuncLerp<T>::loadImpl(Sl::RevisionLoader& loader)
+{
+    BlockFunc::loadImpl(loader);
+    Sl::ScopedLoaderGroup group(loader, 0);
+    from_.load(loader);
+    to_.load(loader);
+    interp_.load(loader);
 }
 
 template class BlockFuncLerp<float>;

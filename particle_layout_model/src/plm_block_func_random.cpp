@@ -1,43 +1,51 @@
 #include "particle_layout_model/plm_block_func_random.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockFuncRandom::BlockFuncRandom() : start_(*this, false, 0.0f), end_(*this, false, 1.0f) {}
 
 BlockFuncRandom::BlockFuncRandom(LoadFlag flag) : BlockFunc(flag), start_(*this), end_(*this) {}
 
 BlockFuncRandom::BlockFuncRandom(const BlockFuncRandom& other)
-    : BlockFunc(other), start_(*this, other.start_), end_(*this, other.end_) {}
-
-std::unique_ptr<BlockFuncRandom> BlockFuncRandom::create() {
-  std::unique_ptr<BlockFuncRandom> block(new BlockFuncRandom());
-  block->updateConnectors();
-  return block;
+    : BlockFunc(other), start_(*this, other.start_), end_(*this, other.end_)
+{
 }
 
-void BlockFuncRandom::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs{outputDesc(CT_Float, 2)};
-  addInputIfExternal(descs, start_, CT_Float, 0);
-  addInputIfExternal(descs, end_, CT_Float, 1);
-  resetConnectors(descs);
+std::unique_ptr<BlockFuncRandom> BlockFuncRandom::create()
+{
+    std::unique_ptr<BlockFuncRandom> block(new BlockFuncRandom());
+    block->updateConnectors();
+    return block;
 }
 
-std::unique_ptr<Block> BlockFuncRandom::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockFuncRandom(*this));
+void BlockFuncRandom::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs{outputDesc(CT_Float, 2)};
+    addInputIfExternal(descs, start_, CT_Float, 0);
+    addInputIfExternal(descs, end_, CT_Float, 1);
+    resetConnectors(descs);
 }
 
-void BlockFuncRandom::saveImpl(Sl::RevisionSaver& saver) const {
-  BlockFunc::saveImpl(saver);
-  Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
-  start_.save("start", saver);
-  end_.save("end", saver);
+std::unique_ptr<Block> BlockFuncRandom::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockFuncRandom(*this));
 }
 
-void BlockFuncRandom::loadImpl(Sl::RevisionLoader& loader) {
-  BlockFunc::loadImpl(loader);
-  Sl::ScopedLoaderGroup group(loader, 0);
-  start_.load(loader);
-  end_.load(loader);
+void BlockFuncRandom::saveImpl(Sl::RevisionSaver& saver) const
+{
+    BlockFunc::saveImpl(saver);
+    Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
+    start_.save("start", saver);
+    end_.save("end", saver);
+}
+
+void BlockFuncRandom::loadImpl(Sl::RevisionLoader& loader)
+{
+    BlockFunc::loadImpl(loader);
+    Sl::ScopedLoaderGroup group(loader, 0);
+    start_.load(loader);
+    end_.load(loader);
 }
 
 }  // namespace Plm

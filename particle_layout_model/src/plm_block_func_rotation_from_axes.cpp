@@ -1,49 +1,64 @@
 #include "particle_layout_model/plm_block_func_rotation_from_axes.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockFuncRotationFromAxes::BlockFuncRotationFromAxes()
-    : type_(*this, false, Ps::RFA_XY), firstAxis_(*this, false, glm::vec3(1.0f, 0.0f, 0.0f)),
-      secondAxis_(*this, false, glm::vec3(0.0f, 1.0f, 0.0f)) {}
+    : type_(*this, false, Ps::RFA_XY),
+      firstAxis_(*this, false, glm::vec3(1.0f, 0.0f, 0.0f)),
+      secondAxis_(*this, false, glm::vec3(0.0f, 1.0f, 0.0f))
+{
+}
 
 BlockFuncRotationFromAxes::BlockFuncRotationFromAxes(LoadFlag flag)
-    : BlockFunc(flag), type_(*this), firstAxis_(*this), secondAxis_(*this) {}
+    : BlockFunc(flag), type_(*this), firstAxis_(*this), secondAxis_(*this)
+{
+}
 
 BlockFuncRotationFromAxes::BlockFuncRotationFromAxes(const BlockFuncRotationFromAxes& other)
-    : BlockFunc(other), type_(*this, other.type_), firstAxis_(*this, other.firstAxis_),
-      secondAxis_(*this, other.secondAxis_) {}
-
-std::unique_ptr<BlockFuncRotationFromAxes> BlockFuncRotationFromAxes::create() {
-  std::unique_ptr<BlockFuncRotationFromAxes> block(new BlockFuncRotationFromAxes());
-  block->updateConnectors();
-  return block;
+    : BlockFunc(other),
+      type_(*this, other.type_),
+      firstAxis_(*this, other.firstAxis_),
+      secondAxis_(*this, other.secondAxis_)
+{
 }
 
-void BlockFuncRotationFromAxes::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs{outputDesc(CT_Quat, 2)};
-  addInputIfExternal(descs, firstAxis_, CT_Vec3, 0);
-  addInputIfExternal(descs, secondAxis_, CT_Vec3, 1);
-  resetConnectors(descs);
+std::unique_ptr<BlockFuncRotationFromAxes> BlockFuncRotationFromAxes::create()
+{
+    std::unique_ptr<BlockFuncRotationFromAxes> block(new BlockFuncRotationFromAxes());
+    block->updateConnectors();
+    return block;
 }
 
-std::unique_ptr<Block> BlockFuncRotationFromAxes::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockFuncRotationFromAxes(*this));
+void BlockFuncRotationFromAxes::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs{outputDesc(CT_Quat, 2)};
+    addInputIfExternal(descs, firstAxis_, CT_Vec3, 0);
+    addInputIfExternal(descs, secondAxis_, CT_Vec3, 1);
+    resetConnectors(descs);
 }
 
-void BlockFuncRotationFromAxes::saveImpl(Sl::RevisionSaver& saver) const {
-  BlockFunc::saveImpl(saver);
-  Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
-  type_.save("type", saver);
-  firstAxis_.save("firstAxis", saver);
-  secondAxis_.save("secondAxis", saver);
+std::unique_ptr<Block> BlockFuncRotationFromAxes::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockFuncRotationFromAxes(*this));
 }
 
-void BlockFuncRotationFromAxes::loadImpl(Sl::RevisionLoader& loader) {
-  BlockFunc::loadImpl(loader);
-  Sl::ScopedLoaderGroup group(loader, 0);
-  type_.load(loader);
-  firstAxis_.load(loader);
-  secondAxis_.load(loader);
+void BlockFuncRotationFromAxes::saveImpl(Sl::RevisionSaver& saver) const
+{
+    BlockFunc::saveImpl(saver);
+    Sl::ScopedSaverGroup group(getStaticFactoryName().str().c_str(), saver, 0);
+    type_.save("type", saver);
+    firstAxis_.save("firstAxis", saver);
+    secondAxis_.save("secondAxis", saver);
+}
+
+void BlockFuncRotationFromAxes::loadImpl(Sl::RevisionLoader& loader)
+{
+    BlockFunc::loadImpl(loader);
+    Sl::ScopedLoaderGroup group(loader, 0);
+    type_.load(loader);
+    firstAxis_.load(loader);
+    secondAxis_.load(loader);
 }
 
 }  // namespace Plm

@@ -1,30 +1,41 @@
 #include "particle_layout_model/plm_block_func_split_vec.h"
 
-namespace Plm {
+namespace Plm
+{
 
 template <>
-const char* BlockFuncSplitVec<glm::vec2>::factoryNameText() { return "func_split_vec2"; }
+const char* BlockFuncSplitVec<glm::vec2>::factoryNameText()
+{
+    return "func_split_vec2";
+}
 template <>
-const char* BlockFuncSplitVec<glm::vec3>::factoryNameText() { return "func_split_vec3"; }
-
-template <class T>
-std::unique_ptr<BlockFuncSplitVec<T>> BlockFuncSplitVec<T>::create() {
-  std::unique_ptr<BlockFuncSplitVec> block(new BlockFuncSplitVec());
-  block->updateConnectors();
-  return block;
+const char* BlockFuncSplitVec<glm::vec3>::factoryNameText()
+{
+    return "func_split_vec3";
 }
 
 template <class T>
-void BlockFuncSplitVec<T>::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs;
-  for (unsigned int i = 1; i <= kNumComponents; ++i) descs.push_back(outputDesc(CT_Float, i));
-  descs.push_back(inputDesc(ValueTraits<T>::connectorType, 0));
-  resetConnectors(descs);
+std::unique_ptr<BlockFuncSplitVec<T>> BlockFuncSplitVec<T>::create()
+{
+    std::unique_ptr<BlockFuncSplitVec> block(new BlockFuncSplitVec());
+    block->updateConnectors();
+    return block;
 }
 
 template <class T>
-std::unique_ptr<Block> BlockFuncSplitVec<T>::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockFuncSplitVec(*this));
+void BlockFuncSplitVec<T>::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs;
+    for (unsigned int i = 1; i <= kNumComponents; ++i)
+        descs.push_back(outputDesc(CT_Float, i));
+    descs.push_back(inputDesc(ValueTraits<T>::connectorType, 0));
+    resetConnectors(descs);
+}
+
+template <class T>
+std::unique_ptr<Block> BlockFuncSplitVec<T>::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockFuncSplitVec(*this));
 }
 
 template class BlockFuncSplitVec<glm::vec2>;

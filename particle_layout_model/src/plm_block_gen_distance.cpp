@@ -1,45 +1,59 @@
 #include "particle_layout_model/plm_block_gen_distance.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockGenDistance::BlockGenDistance()
-    : distance_(*this, false, 10.0f), startPhase_(*this, false, 1.0f), burst_(*this, false, 1u) {}
+    : distance_(*this, false, 10.0f), startPhase_(*this, false, 1.0f), burst_(*this, false, 1u)
+{
+}
 
 BlockGenDistance::BlockGenDistance(LoadFlag flag)
-    : BlockGenerator(flag), distance_(*this), startPhase_(*this), burst_(*this) {}
+    : BlockGenerator(flag), distance_(*this), startPhase_(*this), burst_(*this)
+{
+}
 
 BlockGenDistance::BlockGenDistance(const BlockGenDistance& other)
-    : BlockGenerator(), distance_(*this, other.distance_), startPhase_(*this, other.startPhase_),
-      burst_(*this, other.burst_) {}
-
-std::unique_ptr<BlockGenDistance> BlockGenDistance::create() {
-  std::unique_ptr<BlockGenDistance> block(new BlockGenDistance());
-  block->updateConnectors();
-  return block;
+    : BlockGenerator(),
+      distance_(*this, other.distance_),
+      startPhase_(*this, other.startPhase_),
+      burst_(*this, other.burst_)
+{
 }
 
-void BlockGenDistance::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs{outputDesc(CT_Float, 1), outputDesc(CT_Float, 2)};
-  addInputIfExternal(descs, distance_, CT_Float, 0);
-  resetConnectors(descs);
+std::unique_ptr<BlockGenDistance> BlockGenDistance::create()
+{
+    std::unique_ptr<BlockGenDistance> block(new BlockGenDistance());
+    block->updateConnectors();
+    return block;
 }
 
-std::unique_ptr<Block> BlockGenDistance::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockGenDistance(*this));
+void BlockGenDistance::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs{outputDesc(CT_Float, 1), outputDesc(CT_Float, 2)};
+    addInputIfExternal(descs, distance_, CT_Float, 0);
+    resetConnectors(descs);
 }
 
-void BlockGenDistance::saveImpl(Sl::RevisionSaver& saver) const {
-  Sl::ScopedSaverGroup group("gen_distance", saver, 0);
-  distance_.save("distance", saver);
-  startPhase_.save("start_phase", saver);
-  burst_.save("burst", saver);
+std::unique_ptr<Block> BlockGenDistance::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockGenDistance(*this));
 }
 
-void BlockGenDistance::loadImpl(Sl::RevisionLoader& loader) {
-  Sl::ScopedLoaderGroup group(loader, 0);
-  distance_.load(loader);
-  startPhase_.load(loader);
-  burst_.load(loader);
+void BlockGenDistance::saveImpl(Sl::RevisionSaver& saver) const
+{
+    Sl::ScopedSaverGroup group("gen_distance", saver, 0);
+    distance_.save("distance", saver);
+    startPhase_.save("start_phase", saver);
+    burst_.save("burst", saver);
+}
+
+void BlockGenDistance::loadImpl(Sl::RevisionLoader& loader)
+{
+    Sl::ScopedLoaderGroup group(loader, 0);
+    distance_.load(loader);
+    startPhase_.load(loader);
+    burst_.load(loader);
 }
 
 }  // namespace Plm

@@ -3,87 +3,109 @@
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_system.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockParamEmitter::BlockParamEmitter()
-    : emitterId_(*this, false, boost::none), onTerminate_(*this, false, false),
-      drawOrder_(*this, false, DO_AfterParent) {}
+    : emitterId_(*this, false, boost::none),
+      onTerminate_(*this, false, false),
+      drawOrder_(*this, false, DO_AfterParent)
+{
+}
 
 BlockParamEmitter::BlockParamEmitter(LoadFlag flag)
-    : BlockParam(flag), emitterId_(*this), onTerminate_(*this), drawOrder_(*this) {}
+    : BlockParam(flag), emitterId_(*this), onTerminate_(*this), drawOrder_(*this)
+{
+}
 
 BlockParamEmitter::BlockParamEmitter(const BlockParamEmitter& other)
-    : BlockParam(other), emitterId_(*this, other.emitterId_),
-      onTerminate_(*this, other.onTerminate_), drawOrder_(*this, other.drawOrder_) {}
-
-std::unique_ptr<BlockParamEmitter> BlockParamEmitter::create() {
-  std::unique_ptr<BlockParamEmitter> block(new BlockParamEmitter());
-  block->updateConnectors();
-  return block;
+    : BlockParam(other),
+      emitterId_(*this, other.emitterId_),
+      onTerminate_(*this, other.onTerminate_),
+      drawOrder_(*this, other.drawOrder_)
+{
 }
 
-void BlockParamEmitter::setEmitterId(
-    const boost::optional<boost::optional<boost::uuids::uuid>>& id) {
-  emitterId_.set(id);
-  updateParameters();
+std::unique_ptr<BlockParamEmitter> BlockParamEmitter::create()
+{
+    std::unique_ptr<BlockParamEmitter> block(new BlockParamEmitter());
+    block->updateConnectors();
+    return block;
 }
 
-const Emitter* BlockParamEmitter::attachedEmitter() const {
-  if (!emitterId_.get()) return nullptr;
-  const Emitter* emitter = getEmitter();
-  DEBUG_ASSERT(emitter);
-  const System* system = emitter->getSystem();
-  DEBUG_ASSERT(system);
-  return system->getEmitterById(*emitterId_.get());
+void BlockParamEmitter::setEmitterId(const boost::optional<boost::optional<boost::uuids::uuid>>& id)
+{
+    emitterId_.set(id);
+    updateParameters();
 }
 
-uint32_t BlockParamEmitter::connectorIndexOf(const BlockGlobParam& param) {
-  const boost::uuids::uuid& id = param.getGlobParamId();
-  return static_cast<uint32_t>(id.data[0]) | static_cast<uint32_t>(id.data[1]) << 8 |
-         static_cast<uint32_t>(id.data[2]) << 16 | static_cast<uint32_t>(id.data[3]) << 24;
+const Emitter* BlockParamEmitter::attachedEmitter() const
+{
+    if (!emitterId_.get())
+        return nullptr;
+    const Emitter* emitter = getEmitter();
+    DEBUG_ASSERT(emitter);
+    const System* system = emitter->getSystem();
+    DEBUG_ASSERT(system);
+    return system->getEmitterById(*emitterId_.get());
 }
 
-void BlockParamEmitter::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs;
-  // An emitter that has gone from the effect leaves the block without inputs.
-  if (const Emitter* attached = attachedEmitter())
-    for (const BlockGlobParam& param : attached->globParamBlocks())
-      descs.push_back(inputDesc(param.getConnectorType(), connectorIndexOf(param)));
-  resetConnectors(descs);
+uint32_t BlockParamEmitter::connectorIndexOf(const BlockGlobParam& param)
+{
+    const boost::uuids::uuid& id = param.getGlobParamId();
+    return static_cast<uint32_t>(id.data[0]) | static_cast<uint32_t>(id.data[1]) << 8 |
+           static_cast<uint32_t>(id.data[2]) << 16 | static_cast<uint32_t>(id.data[3]) << 24;
 }
 
-void BlockParamEmitter::updateParameters() {
-  updateConnectors();
-  notifyPropChanged(true);
+void BlockParamEmitter::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs;
+    // An emitter that has gone from the effect leaves the block without inputs.
+    if (const Emitter* attached = attachedEmitter())
+        for (const BlockGlobParam& param : attached->globParamBlocks())
+            descs.push_back(inputDesc(param.getConnectorType(), connectorIndexOf(param)));
+    resetConnectors(descs);
 }
 
-unsigned int BlockParamEmitter::getParameterConnectorId(unsigned int i) const {
-  return getConnectorDesc(i).index_;
+void BlockParamEmitter::updateParameters()
+{
+    updateConnectors();
+    notifyPropChanged(true);
 }
 
-std::string BlockParamEmitter::getGlobParamNameByConnectorIndex(unsigned int index) const {
-  if (const Emitter* attached = attachedEmitter())
-    for (const BlockGlobParam& param : attached->globParamBlocks())
-      if (connectorIndexOf(param) == index) return param.getName();
-  return std::string();
+unsigned int BlockParamEmitter::getParameterConnectorId(unsigned int i) const
+{
+    return getConnectorDesc(i).index_;
 }
 
-std::unique_ptr<Block> BlockParamEmitter::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockParamEmitter(*this));
+std::string BlockParamEmitter::getGlobParamNameByConnectorIndex(unsigned int index) const
+{
+    if (const Emitter* attached = attachedEmitter())
+        for (const BlockGlobParam& param : attached->globParamBlocks())
+            if (connectorIndexOf(param) == index)
+                return param.getName();
+    return std::string();
 }
 
-void BlockParamEmitter::saveImpl(Sl::RevisionSaver& saver) const {
-  Sl::ScopedSaverGroup group("param_emitter", saver, 0);
-  emitterId_.save("emitter_id", saver);
-  onTerminate_.save("on_terminate", saver);
-  drawOrder_.save("draw_order", saver);
+std::unique_ptr<Block> BlockParamEmitter::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockParamEmitter(*this));
 }
 
-void BlockParamEmitter::loadImpl(Sl::RevisionLoader& loader) {
-  Sl::ScopedLoaderGroup group(loader, 0);
-  emitterId_.load(loader);
-  onTerminate_.load(loader);
-  drawOrder_.load(loader);
+void BlockParamEmitter::saveImpl(Sl::RevisionSaver& saver) const
+{
+    Sl::ScopedSaverGroup group("param_emitter", saver, 0);
+    emitterId_.save("emitter_id", saver);
+    onTerminate_.save("on_terminate", saver);
+    drawOrder_.save("draw_order", saver);
+}
+
+void BlockParamEmitter::loadImpl(Sl::RevisionLoader& loader)
+{
+    Sl::ScopedLoaderGroup group(loader, 0);
+    emitterId_.load(loader);
+    onTerminate_.load(loader);
+    drawOrder_.load(loader);
 }
 
 }  // namespace Plm

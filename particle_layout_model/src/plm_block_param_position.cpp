@@ -1,40 +1,50 @@
 #include "particle_layout_model/plm_block_param_position.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockParamPosition::BlockParamPosition() : applyRot_(*this, false, true) {}
 
 BlockParamPosition::BlockParamPosition(LoadFlag flag)
-    : BlockParamUserTyped<glm::vec3>(flag), applyRot_(*this) {}
+    : BlockParamUserTyped<glm::vec3>(flag), applyRot_(*this)
+{
+}
 
 BlockParamPosition::BlockParamPosition(const BlockParamPosition& other)
-    : BlockParamUserTyped<glm::vec3>(other), applyRot_(*this, other.applyRot_) {}
-
-std::unique_ptr<BlockParamPosition> BlockParamPosition::create() {
-  std::unique_ptr<BlockParamPosition> block(new BlockParamPosition());
-  block->updateConnectors();
-  return block;
+    : BlockParamUserTyped<glm::vec3>(other), applyRot_(*this, other.applyRot_)
+{
 }
 
-std::unique_ptr<Block> BlockParamPosition::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockParamPosition(*this));
+std::unique_ptr<BlockParamPosition> BlockParamPosition::create()
+{
+    std::unique_ptr<BlockParamPosition> block(new BlockParamPosition());
+    block->updateConnectors();
+    return block;
 }
 
-void BlockParamPosition::saveImpl(Sl::RevisionSaver& saver) const {
-  BlockParamUserTyped<glm::vec3>::saveImpl(saver);
-  Sl::ScopedSaverGroup group("param_position", saver, 1);
-  applyRot_.save("apply_rot", saver);
+std::unique_ptr<Block> BlockParamPosition::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockParamPosition(*this));
 }
 
-void BlockParamPosition::loadImpl(Sl::RevisionLoader& loader) {
-  BlockParamUserTyped<glm::vec3>::loadImpl(loader);
-  // Files whose typed group is older than this group have none: the rotation applied.
-  if (typedGroupVersion() == 0) {
-    applyRot_.reset(true);
-    return;
-  }
-  Sl::ScopedLoaderGroup group(loader, 1);
-  applyRot_.load(loader);
+void BlockParamPosition::saveImpl(Sl::RevisionSaver& saver) const
+{
+    BlockParamUserTyped<glm::vec3>::saveImpl(saver);
+    Sl::ScopedSaverGroup group("param_position", saver, 1);
+    applyRot_.save("apply_rot", saver);
+}
+
+void BlockParamPosition::loadImpl(Sl::RevisionLoader& loader)
+{
+    BlockParamUserTyped<glm::vec3>::loadImpl(loader);
+    // Files whose typed group is older than this group have none: the rotation applied.
+    if (typedGroupVersion() == 0)
+    {
+        applyRot_.reset(true);
+        return;
+    }
+    Sl::ScopedLoaderGroup group(loader, 1);
+    applyRot_.load(loader);
 }
 
 }  // namespace Plm

@@ -4,66 +4,80 @@
 #include "particle_layout_model/plm_emitter.h"
 #include "revision_saveload/sl_write_read.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockParamUserUpdater::BlockParamUserUpdater(EnumConnectorType type,
                                              const boost::uuids::uuid& paramId)
-    : type_(type), paramId_(paramId) {}
+    : type_(type), paramId_(paramId)
+{
+}
 
 BlockParamUserUpdater::BlockParamUserUpdater(const BlockParamUserUpdater& other)
-    : BlockParam(other), type_(other.type_), paramId_(other.paramId_), needsReconnect_(true) {}
-
-std::unique_ptr<BlockParamUserUpdater> BlockParamUserUpdater::create(const BlockParamUser& param) {
-  std::unique_ptr<BlockParamUserUpdater> block(
-      new BlockParamUserUpdater(param.getConnectorType(), param.getId()));
-  block->updateConnectors();
-  return block;
+    : BlockParam(other), type_(other.type_), paramId_(other.paramId_), needsReconnect_(true)
+{
 }
 
-const BlockParamUser& BlockParamUserUpdater::getParentBlock() const {
-  return const_cast<BlockParamUserUpdater*>(this)->getParentBlock();
+std::unique_ptr<BlockParamUserUpdater> BlockParamUserUpdater::create(const BlockParamUser& param)
+{
+    std::unique_ptr<BlockParamUserUpdater> block(
+        new BlockParamUserUpdater(param.getConnectorType(), param.getId()));
+    block->updateConnectors();
+    return block;
 }
 
-BlockParamUser& BlockParamUserUpdater::getParentBlock() {
-  Emitter* emitter = getEmitter();
-  DEBUG_ASSERT(emitter);
-  Block* block = emitter->findBlockById(paramId_);
-  BlockParam* parentBlockParam = block ? block->castToBlockParam() : nullptr;
-  DEBUG_ASSERT(parentBlockParam);
-  BlockParamUser* parentBlockParamUser = parentBlockParam->castToBlockParamUser();
-  DEBUG_ASSERT(parentBlockParamUser);
-  return *parentBlockParamUser;
+const BlockParamUser& BlockParamUserUpdater::getParentBlock() const
+{
+    return const_cast<BlockParamUserUpdater*>(this)->getParentBlock();
 }
 
-void BlockParamUserUpdater::reconnectAfterReflection(const boost::uuids::uuid& paramId) {
-  paramId_ = paramId;
-  needsReconnect_ = false;
+BlockParamUser& BlockParamUserUpdater::getParentBlock()
+{
+    Emitter* emitter = getEmitter();
+    DEBUG_ASSERT(emitter);
+    Block* block = emitter->findBlockById(paramId_);
+    BlockParam* parentBlockParam = block ? block->castToBlockParam() : nullptr;
+    DEBUG_ASSERT(parentBlockParam);
+    BlockParamUser* parentBlockParamUser = parentBlockParam->castToBlockParamUser();
+    DEBUG_ASSERT(parentBlockParamUser);
+    return *parentBlockParamUser;
 }
 
-void BlockParamUserUpdater::updateConnectors() {
-  const BlockConnectorDesc in = inputDesc(type_, 0);
-  resetConnectors(&in, 1);
+void BlockParamUserUpdater::reconnectAfterReflection(const boost::uuids::uuid& paramId)
+{
+    paramId_ = paramId;
+    needsReconnect_ = false;
 }
 
-std::unique_ptr<Block> BlockParamUserUpdater::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockParamUserUpdater(*this));
+void BlockParamUserUpdater::updateConnectors()
+{
+    const BlockConnectorDesc in = inputDesc(type_, 0);
+    resetConnectors(&in, 1);
 }
 
-void BlockParamUserUpdater::saveImpl(Sl::RevisionSaver& saver) const {
-  Sl::ScopedSaverGroup group("block_param_user_updater", saver, 0);
-  Sl::write("type", saver, static_cast<uint32_t>(type_));
-  Sl::write("param_id", saver, paramId_);
+std::unique_ptr<Block> BlockParamUserUpdater::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockParamUserUpdater(*this));
 }
 
-void BlockParamUserUpdater::loadImpl(Sl::RevisionLoader& loader) {
-  Sl::ScopedLoaderGroup group(loader, 0);
-  uint32_t type = 0;
-  Sl::read(loader, type);
-  if (type > CT_Quat) throw Sl::CorruptedDataException();
-  boost::uuids::uuid paramId;
-  Sl::read(loader, paramId);
-  type_ = static_cast<EnumConnectorType>(type);
-  paramId_ = paramId;
+void BlockParamUserUpdater::saveImpl(Sl::RevisionSaver& saver) const
+{
+    Sl::ScopedSaverGroup group("block_param_user_updater", saver, 0);
+    Sl::write("type", saver, static_cast<uint32_t>(type_));
+    Sl::write("param_id", saver, paramId_);
+}
+
+void BlockParamUserUpdater::loadImpl(Sl::RevisionLoader& loader)
+{
+    Sl::ScopedLoaderGroup group(loader, 0);
+    uint32_t type = 0;
+    Sl::read(loader, type);
+    if (type > CT_Quat)
+        throw Sl::CorruptedDataException();
+    boost::uuids::uuid paramId;
+    Sl::read(loader, paramId);
+    type_ = static_cast<EnumConnectorType>(type);
+    paramId_ = paramId;
 }
 
 }  // namespace Plm

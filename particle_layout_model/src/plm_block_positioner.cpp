@@ -1,38 +1,46 @@
 #include "particle_layout_model/plm_block_positioner.h"
 
-namespace Plm {
+namespace Plm
+{
 
 BlockPositioner::BlockPositioner() : position_(*this, true, glm::vec3(0.0f)) {}
 
 BlockPositioner::BlockPositioner(LoadFlag flag) : Block(flag), position_(*this) {}
 
 BlockPositioner::BlockPositioner(const BlockPositioner& other)
-    : Block(), position_(*this, other.position_) {}
-
-std::unique_ptr<BlockPositioner> BlockPositioner::create() {
-  std::unique_ptr<BlockPositioner> block(new BlockPositioner());
-  block->updateConnectors();
-  return block;
+    : Block(), position_(*this, other.position_)
+{
 }
 
-void BlockPositioner::updateConnectors() {
-  std::vector<BlockConnectorDesc> descs;
-  addInputIfExternal(descs, position_, CT_Vec3, 0);
-  resetConnectors(descs);
+std::unique_ptr<BlockPositioner> BlockPositioner::create()
+{
+    std::unique_ptr<BlockPositioner> block(new BlockPositioner());
+    block->updateConnectors();
+    return block;
 }
 
-std::unique_ptr<Block> BlockPositioner::copyImpl() const {
-  return std::unique_ptr<Block>(new BlockPositioner(*this));
+void BlockPositioner::updateConnectors()
+{
+    std::vector<BlockConnectorDesc> descs;
+    addInputIfExternal(descs, position_, CT_Vec3, 0);
+    resetConnectors(descs);
 }
 
-void BlockPositioner::saveImpl(Sl::RevisionSaver& saver) const {
-  Sl::ScopedSaverGroup group("positioner", saver, 0);
-  position_.save("position", saver);
+std::unique_ptr<Block> BlockPositioner::copyImpl() const
+{
+    return std::unique_ptr<Block>(new BlockPositioner(*this));
 }
 
-void BlockPositioner::loadImpl(Sl::RevisionLoader& loader) {
-  Sl::ScopedLoaderGroup group(loader, 0);
-  position_.load(loader);
+void BlockPositioner::saveImpl(Sl::RevisionSaver& saver) const
+{
+    Sl::ScopedSaverGroup group("positioner", saver, 0);
+    position_.save("position", saver);
+}
+
+void BlockPositioner::loadImpl(Sl::RevisionLoader& loader)
+{
+    Sl::ScopedLoaderGroup group(loader, 0);
+    position_.load(loader);
 }
 
 }  // namespace Plm

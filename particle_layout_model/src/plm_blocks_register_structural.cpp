@@ -7,16 +7,18 @@
 #include "particle_layout_model/plm_block_term_path.h"
 #include "particle_layout_model/plm_blocks_factory.h"
 
-namespace Plm {
+namespace Plm
+{
 
-void registerStructuralBlocks(BlocksFactory& factory) {
-  factory.addFactory<BlockGenPeriodic>();
-  factory.addFactory<BlockGenDistance>();
-  factory.addFactory<BlockTermLess>();
-  factory.addFactory<BlockTermPath>();
-  factory.addFactory<BlockPositioner>();
-  factory.addFactory<BlockConstructQuads>();
-  factory.addFactory<BlockConstructStrip>();
+void registerStructuralBlocks(BlocksFactory& factory)
+{
+    factory.addFactory<BlockGenPeriodic>();
+    factory.addFactory<BlockGenDistance>();
+    factory.addFactory<BlockTermLess>();
+    factory.addFactory<BlockTermPath>();
+    factory.addFactory<BlockPositioner>();
+    factory.addFactory<BlockConstructQuads>();
+    factory.addFactory<BlockConstructStrip>();
 }
 
 }  // namespace Plm

@@ -38,7 +38,7 @@ bool crossesFalling(const glm::vec2& d, const glm::vec2& n, const glm::vec2& p, 
     return (d.x * p.y + d.y * p.x) * (d.x * q.y + d.y * q.x) <= 0.0f;
 }
 
-} // namespace
+}  // namespace
 
 bool intersectAabbSegment(const glm::vec2& centre, const glm::vec2& direction, float length,
                           const glm::vec2& a, const glm::vec2& b, float segmentLength)
@@ -64,9 +64,9 @@ bool intersectAabbSegment(const glm::vec2& centre, const glm::vec2& direction, f
     return false;
 }
 
-bool intersectAabbDiagonalSegment(const glm::vec2& centre, const glm::vec2& direction,
-                                  float length, const glm::vec2& a, const glm::vec2& b,
-                                  float segmentLength, bool rising)
+bool intersectAabbDiagonalSegment(const glm::vec2& centre, const glm::vec2& direction, float length,
+                                  const glm::vec2& a, const glm::vec2& b, float segmentLength,
+                                  bool rising)
 {
     if (!(segmentLength > Ps::kEpsilon))
         return false;
@@ -82,4 +82,4 @@ bool intersectAabbDiagonalSegment(const glm::vec2& centre, const glm::vec2& dire
                   : crossesFalling(direction, n, p, q, hx, hy, dist);
 }
 
-} // namespace GlmExt
+}  // namespace GlmExt

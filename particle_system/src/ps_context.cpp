@@ -22,7 +22,7 @@ uint32 objectSize()
     return Allocator::aligned(sizeof(T));
 }
 
-} // namespace
+}  // namespace
 
 uint32 Context::poolSizeToCreate()
 {
@@ -58,4 +58,4 @@ glm::vec3 Context::randomUniteVec3(RandomGenerator& generator) const
     return randomUnitVec3(generator);
 }
 
-} // namespace Ps
+}  // namespace Ps

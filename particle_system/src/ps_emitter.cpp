@@ -9,9 +9,9 @@ namespace Ps
 
 Emitter::Emitter(Operation* const* operations, uint32 numOperations, Generator* generator,
                  Terminator* const* terminators, uint32 numTerminators, Constructor* constructor,
-                 const Chain (&chains)[CH_Count], uint32 maxNumParticles, EnumEmitterSorting sorting,
-                 bool standalone, const ConnectedEmitter* connectedEmitters,
-                 uint32 numConnectedEmitters)
+                 const Chain (&chains)[CH_Count], uint32 maxNumParticles,
+                 EnumEmitterSorting sorting, bool standalone,
+                 const ConnectedEmitter* connectedEmitters, uint32 numConnectedEmitters)
     : operations_(operations),
       numOperations_(numOperations),
       generator_(generator),
@@ -118,4 +118,4 @@ void Emitter::processParticleTerminationChain(EmitterInst& inst) const
         operations_[i]->onParticleTerminated(inst);
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -49,7 +49,7 @@ bool readsParticle(EnumOperationFactories type)
     }
 }
 
-} // namespace
+}  // namespace
 
 // A constant of an `Ext` input: the type byte, then the value in a group of its own.
 const Connection& createConstant(Sl::Loader& loader, Allocator& allocator)
@@ -293,4 +293,4 @@ void EmitterFactory::useConnectedEmitter(uint32 connIndex, const Emitter* expect
     connectedEmitterUses_.push_back({connIndex, expected});
 }
 
-} // namespace Ps
+}  // namespace Ps

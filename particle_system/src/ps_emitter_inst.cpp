@@ -24,7 +24,7 @@ const glm::quat kIdentity(1.0f, 0.0f, 0.0f, 0.0f);
 
 uint32 objectSize() { return Allocator::aligned(sizeof(EmitterInst)); }
 
-} // namespace
+}  // namespace
 
 uint32 EmitterInst::computeParticleDataSize(const Emitter& emitter)
 {
@@ -86,7 +86,10 @@ EmitterInst::EmitterInst(uint32 poolSize, SystemInst& systemInst, const Emitter&
     reset(std::nullopt, std::nullopt);
 }
 
-RandomGenerator& EmitterInst::getRandomGenerator() const { return systemInst_->getRandomGenerator(); }
+RandomGenerator& EmitterInst::getRandomGenerator() const
+{
+    return systemInst_->getRandomGenerator();
+}
 
 uint32 EmitterInst::getMaxNumParticles() const { return emitter_->getMaxNumParticles(); }
 
@@ -337,7 +340,8 @@ void EmitterInst::sort(const glm::vec3& cameraDir)
     DEBUG_ASSERT(k == n);
 }
 
-const RenderConfig::Emitter* EmitterInst::configEntry(const std::optional<RenderConfig>& config) const
+const RenderConfig::Emitter*
+EmitterInst::configEntry(const std::optional<RenderConfig>& config) const
 {
     if (!config)
         return nullptr;
@@ -447,7 +451,8 @@ void EmitterInst::constructChildren(uint32 i, bool drawBefore, const glm::mat3& 
             particleInfo.connectedEmitters[c]->construct(camera, config);
 }
 
-void EmitterInst::constructAsParent(const glm::mat3& camera, const std::optional<RenderConfig>& config)
+void EmitterInst::constructAsParent(const glm::mat3& camera,
+                                    const std::optional<RenderConfig>& config)
 {
     const RenderConfig::Emitter* entry = configEntry(config);
     const bool render = !entry || entry->render;
@@ -544,4 +549,4 @@ void EmitterInst::setLinkageChecks(bool on) { gLinkageChecks = on; }
 
 bool EmitterInst::linkageChecks() { return gLinkageChecks; }
 
-} // namespace Ps
+}  // namespace Ps

@@ -13,7 +13,8 @@
 namespace Ps
 {
 
-GeneratorDistance::GeneratorDistance(Sl::Loader& loader, EmitterFactory& factory, Allocator& allocator)
+GeneratorDistance::GeneratorDistance(Sl::Loader& loader, EmitterFactory& factory,
+                                     Allocator& allocator)
     : Generator(sizeof(Data), 0, 2, allocator),
       burstPositionOutput_(*this, offsetof(Data, burstPosition)),
       burstSizeOutput_(*this, offsetof(Data, burstSize))
@@ -88,4 +89,4 @@ void GeneratorDistance::processGenerate(EmitterInst& inst, const glm::vec3& posi
     inst.setEmitterRotation(rotation);
 }
 
-} // namespace Ps
+}  // namespace Ps

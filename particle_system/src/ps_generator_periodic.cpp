@@ -12,7 +12,8 @@
 namespace Ps
 {
 
-GeneratorPeriodic::GeneratorPeriodic(Sl::Loader& loader, EmitterFactory& factory, Allocator& allocator)
+GeneratorPeriodic::GeneratorPeriodic(Sl::Loader& loader, EmitterFactory& factory,
+                                     Allocator& allocator)
     : Generator(sizeof(Data), 0, 2, allocator),
       burstPositionOutput_(*this, offsetof(Data, burstPosition)),
       burstSizeOutput_(*this, offsetof(Data, burstSize))
@@ -131,4 +132,4 @@ void GeneratorPeriodic::processGenerate(EmitterInst& inst, const glm::vec3& posi
     inst.setEmitterRotation(rotation);
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -20,7 +20,7 @@ namespace
     throw LimitException(kind, text);
 }
 
-} // namespace
+}  // namespace
 
 void Limits::checkFrameRate(float fps)
 {
@@ -88,4 +88,4 @@ void Limits::refuseShotsPerCall()
            kMaxShotsPerCall);
 }
 
-} // namespace Ps
+}  // namespace Ps

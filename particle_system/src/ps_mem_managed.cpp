@@ -47,7 +47,8 @@ MemManagedSystemInst::MemManagedSystemInst(const System& system, const glm::vec3
 {
     SystemInst::checkMemoryBudget(system);
     const uint32 objectSize = Allocator::aligned(sizeof(SystemInst));
-    blockSize_ = Allocator::checkedSize(static_cast<uint64>(objectSize) + SystemInst::computePoolSize(system));
+    blockSize_ = Allocator::checkedSize(static_cast<uint64>(objectSize) +
+                                        SystemInst::computePoolSize(system));
     // Zeroed, so that the padding between particle values is the same in every run.
     block_.reset(new uint8[blockSize_]());
     inst_ = new (block_.get()) SystemInst(block_.get() + objectSize, system, position, rotation);
@@ -59,4 +60,4 @@ MemManagedSystemInst::~MemManagedSystemInst()
         inst_->~SystemInst();
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -15,7 +15,7 @@ namespace
 // so that a mesh made in a pool takes exactly what the pool was sized for.
 uint32 meshObjectSize() { return Allocator::aligned(sizeof(Mesh)); }
 
-} // namespace
+}  // namespace
 
 uint32 Mesh::computeVertexStride(uint32 positionComponents, bool hasNormals, bool hasColors,
                                  const uint8* channels, uint32 numChannels)
@@ -43,14 +43,14 @@ uint32 Mesh::computePoolSizeWithMeshObject(uint32 maxVertices, uint32 positionCo
                                            bool hasNormals, bool hasColors, const uint8* channels,
                                            uint32 numChannels, uint32 maxIndices)
 {
-    return meshObjectSize() + Allocator::aligned(computePoolSize(maxVertices, positionComponents,
-                                                                 hasNormals, hasColors, channels,
-                                                                 numChannels, maxIndices));
+    return meshObjectSize() +
+           Allocator::aligned(computePoolSize(maxVertices, positionComponents, hasNormals,
+                                              hasColors, channels, numChannels, maxIndices));
 }
 
 Mesh* Mesh::createInPool(uint8* pool, uint32 maxVertices, uint32 positionComponents,
-                         bool hasNormals, bool hasColors, const uint8* channels,
-                         uint32 numChannels, uint32 maxIndices)
+                         bool hasNormals, bool hasColors, const uint8* channels, uint32 numChannels,
+                         uint32 maxIndices)
 {
     DEBUG_ASSERT(pool);
     return new (pool) Mesh(pool + meshObjectSize(), maxVertices, positionComponents, hasNormals,
@@ -93,4 +93,4 @@ uint32 Mesh::getTexChannelOffset(uint32 i) const
     return offset;
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -35,10 +35,9 @@ void fillIndexPattern(Mesh& mesh, const uint32* pattern, uint32 patternSize,
 }
 
 constexpr uint32 kQuadPattern[MeshFactoryQuads::kIndicesPerParticle] = {0, 3, 1, 1, 3, 2};
-constexpr uint32 kStripPattern[MeshFactoryStrip::kIndicesPerParticle] = {0, 1, 3, 3, 1,
-                                                                         2, 0, 3, 4};
+constexpr uint32 kStripPattern[MeshFactoryStrip::kIndicesPerParticle] = {0, 1, 3, 3, 1, 2, 0, 3, 4};
 
-} // namespace
+}  // namespace
 
 MeshFactory::MeshFactory(uint32 maxNumParticles, bool hasNormals, bool hasColors,
                          uint32 verticesPerParticle, uint32 indicesPerParticle)
@@ -47,9 +46,9 @@ MeshFactory::MeshFactory(uint32 maxNumParticles, bool hasNormals, bool hasColors
       hasColors_(hasColors),
       maxVertices_(maxNumParticles * verticesPerParticle),
       maxIndices_(maxNumParticles * indicesPerParticle),
-      instancePoolSize_(Mesh::computePoolSizeWithMeshObject(
-          maxVertices_, kPositionComponents, hasNormals, hasColors, kTexChannels, kNumTexChannels,
-          maxIndices_))
+      instancePoolSize_(Mesh::computePoolSizeWithMeshObject(maxVertices_, kPositionComponents,
+                                                            hasNormals, hasColors, kTexChannels,
+                                                            kNumTexChannels, maxIndices_))
 {
 }
 
@@ -60,8 +59,7 @@ Mesh* MeshFactory::createMesh(uint8* pool) const
 }
 
 MeshFactoryQuads::MeshFactoryQuads(uint32 maxNumParticles, bool hasNormals, bool hasColors)
-    : MeshFactory(maxNumParticles, hasNormals, hasColors, kVerticesPerParticle,
-                  kIndicesPerParticle)
+    : MeshFactory(maxNumParticles, hasNormals, hasColors, kVerticesPerParticle, kIndicesPerParticle)
 {
 }
 
@@ -74,8 +72,7 @@ Mesh* MeshFactoryQuads::create(uint8* pool) const
 }
 
 MeshFactoryStrip::MeshFactoryStrip(uint32 maxNumParticles, bool hasNormals, bool hasColors)
-    : MeshFactory(maxNumParticles, hasNormals, hasColors, kVerticesPerParticle,
-                  kIndicesPerParticle)
+    : MeshFactory(maxNumParticles, hasNormals, hasColors, kVerticesPerParticle, kIndicesPerParticle)
 {
 }
 
@@ -109,4 +106,4 @@ uint32 MeshFactoryFactoryTyped<T>::computePoolSize(Sl::Loader& loader) const
 template class MeshFactoryFactoryTyped<MeshFactoryQuads>;
 template class MeshFactoryFactoryTyped<MeshFactoryStrip>;
 
-} // namespace Ps
+}  // namespace Ps

@@ -59,4 +59,4 @@ Constructor::Constructor(uint32 emitterDataSize, uint32 particleDataSize, uint32
 {
 }
 
-} // namespace Ps
+}  // namespace Ps

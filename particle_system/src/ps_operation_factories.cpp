@@ -170,7 +170,7 @@ const TableEntry kTable[] = {
 static_assert(sizeof(kTable) / sizeof(kTable[0]) == OF_Count,
               "one entry per value of EnumOperationFactories");
 
-} // namespace
+}  // namespace
 
 uint32 operationFactoriesPoolSize()
 {
@@ -189,4 +189,4 @@ void createOperationFactories(Allocator& allocator, const OperationFactory* (&ta
     }
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -11,4 +11,4 @@ class Allocator;
 uint32 operationFactoriesPoolSize();
 void createOperationFactories(Allocator& allocator, const OperationFactory* (&table)[OF_Count]);
 
-} // namespace Ps
+}  // namespace Ps

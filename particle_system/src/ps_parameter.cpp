@@ -25,7 +25,8 @@ void ParameterLifetime::process(EmitterInst& inst, float dt)
 
 ParameterPositionIniter::ParameterPositionIniter(Sl::Loader& loader, EmitterFactory& factory,
                                                  Allocator& allocator)
-    : Operation(sizeof(Data), sizeof(DynData), 1, allocator), output_(*this, offsetof(DynData, value))
+    : Operation(sizeof(Data), sizeof(DynData), 1, allocator),
+      output_(*this, offsetof(DynData, value))
 {
     applyRotation_ = readBool(loader);
     init_ = factory.loadExternalInput<glm::vec3>(loader, allocator);
@@ -79,7 +80,8 @@ void ParameterPositionUpdater::process(EmitterInst& inst, float)
 
 ParameterVelocityIniter::ParameterVelocityIniter(Sl::Loader& loader, EmitterFactory& factory,
                                                  Allocator& allocator)
-    : Operation(sizeof(Data), sizeof(DynData), 1, allocator), output_(*this, offsetof(DynData, value))
+    : Operation(sizeof(Data), sizeof(DynData), 1, allocator),
+      output_(*this, offsetof(DynData, value))
 {
     init_ = factory.loadExternalInput<glm::vec3>(loader, allocator);
     addEmitterVelocity_ = readBool(loader);
@@ -110,4 +112,4 @@ void ParameterVelocityIniter::process(EmitterInst& inst, float)
     static_cast<DynData*>(inst.getVoidPtrDynamicData(*this))->value = velocity;
 }
 
-} // namespace Ps
+}  // namespace Ps

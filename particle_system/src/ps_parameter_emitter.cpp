@@ -8,9 +8,10 @@ namespace
 
 const glm::quat kIdentity(1.0f, 0.0f, 0.0f, 0.0f);
 
-} // namespace
+}  // namespace
 
-ParameterEmitter::ParameterEmitter(Sl::Loader& loader, EmitterFactory& factory, Allocator& allocator)
+ParameterEmitter::ParameterEmitter(Sl::Loader& loader, EmitterFactory& factory,
+                                   Allocator& allocator)
     : Operation(0, 0, 0, allocator)
 {
     connEmitterIndex_ = readU32(loader);
@@ -73,4 +74,4 @@ void ParameterEmitterIniter::process(EmitterInst& inst, float)
         child->stop();
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -17,9 +17,6 @@ RandomGenerator* RandomGenerator::create(Allocator& allocator)
     return createInPool(allocator.alloc(computePoolSize()));
 }
 
-RandomGenerator* RandomGenerator::createInPool(void* pool)
-{
-    return new (pool) RandomGenerator();
-}
+RandomGenerator* RandomGenerator::createInPool(void* pool) { return new (pool) RandomGenerator(); }
 
-} // namespace Ps
+}  // namespace Ps

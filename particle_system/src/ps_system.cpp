@@ -77,4 +77,4 @@ void System::setTail(uint32 maxNumRenderCalls, float frameTime, std::optional<ui
     presimTime_ = presimTime;
 }
 
-} // namespace Ps
+}  // namespace Ps

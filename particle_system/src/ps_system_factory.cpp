@@ -26,7 +26,7 @@ public:
     using System::System;
 };
 
-} // namespace
+}  // namespace
 
 SystemFactory::SystemFactory(const Context& context) : context_(context) {}
 
@@ -259,4 +259,4 @@ void SystemFactory::checkMeshCapacities() const
     }
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -39,7 +39,7 @@ std::unique_ptr<uint8[]> makeDebugMesh(uint32 maxVertices, uint32 maxIndices, Me
     return block;
 }
 
-} // namespace
+}  // namespace
 
 uint32 SystemInst::computePoolSize(const System& system)
 {
@@ -81,7 +81,8 @@ uint64 SystemInst::computeMemoryNeed(const System& system)
     const uint32 numPositions = Allocator::checkedSize(totalParticles);
     uint64 need = Allocator::aligned(sizeof(SystemInst));
     need += computePoolSize(system);
-    need += debugMeshSize(Allocator::checkedSize(totalVertices), Allocator::checkedSize(totalWireIndices));
+    need += debugMeshSize(Allocator::checkedSize(totalVertices),
+                          Allocator::checkedSize(totalWireIndices));
     need += debugMeshSize(numPositions, numPositions);
     return need;
 }
@@ -267,8 +268,8 @@ void SystemInst::pushRenderCall(uint32 meshIndex, uint32 renderStyleIndex, uint3
         if (last.meshIndex == meshIndex && last.renderStyleIndex == renderStyleIndex)
             last.numPolygons += numPolygons;
         else
-            addRenderCall({meshIndex, renderStyleIndex, mesh.getNumIndices() / 3 - numPolygons,
-                           numPolygons});
+            addRenderCall(
+                {meshIndex, renderStyleIndex, mesh.getNumIndices() / 3 - numPolygons, numPolygons});
     }
     if (wireframeId)
         copyToWireframe(mesh, numPolygons, *wireframeId);
@@ -347,4 +348,4 @@ void SystemInst::addParticleToPositionsMesh(const glm::vec3& position, uint32 id
     mesh.setNumIndices(mesh.getNumIndices() + 1);
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -34,4 +34,4 @@ bool TerminatorLess::processTerminator(EmitterInst& inst, float)
     return *data.lesser > *data.greater;
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -122,4 +122,4 @@ bool TerminatorPath::intersectsNode(uint32 level, uint32 index, const glm::vec2&
     }
 }
 
-} // namespace Ps
+}  // namespace Ps

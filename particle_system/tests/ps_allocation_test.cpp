@@ -18,11 +18,12 @@
 #include "test_support/ps_test_effect_writer.h"
 #include "ps_test_runtime.h"
 
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* p, size_t size);
-void __libc_free(void* p);
+extern "C"
+{
+    void* __libc_malloc(size_t size);
+    void* __libc_calloc(size_t count, size_t size);
+    void* __libc_realloc(void* p, size_t size);
+    void __libc_free(void* p);
 }
 
 namespace
@@ -62,29 +63,30 @@ void* allocateAligned(std::size_t size, std::align_val_t alignment)
     return p;
 }
 
-} // namespace
+}  // namespace
 
-extern "C" {
-void* malloc(size_t size)
+extern "C"
 {
-    noteAllocation();
-    return __libc_malloc(size);
-}
-void* calloc(size_t count, size_t size)
-{
-    noteAllocation();
-    return __libc_calloc(count, size);
-}
-void* realloc(void* p, size_t size)
-{
-    noteAllocation();
-    return __libc_realloc(p, size);
-}
-void free(void* p)
-{
-    noteRelease(p);
-    __libc_free(p);
-}
+    void* malloc(size_t size)
+    {
+        noteAllocation();
+        return __libc_malloc(size);
+    }
+    void* calloc(size_t count, size_t size)
+    {
+        noteAllocation();
+        return __libc_calloc(count, size);
+    }
+    void* realloc(void* p, size_t size)
+    {
+        noteAllocation();
+        return __libc_realloc(p, size);
+    }
+    void free(void* p)
+    {
+        noteRelease(p);
+        __libc_free(p);
+    }
 }
 
 void* operator new(std::size_t size) { return allocate(size); }
@@ -165,26 +167,27 @@ std::vector<uint8_t> busyEffect()
     child.updateChain({childLife}).maxParticles(16).standalone(false).sorting(1);
     (void)glob;
 
-    EmitterWriter& e = effect.emitter();  // 1
-    e.generatorPeriodic(Ext(240.0f), 0.0f, 3);                                      // 0
-    const uint8_t life = e.parameterLifetime();                                    // 1
+    EmitterWriter& e = effect.emitter();                                                      // 1
+    e.generatorPeriodic(Ext(240.0f), 0.0f, 3);                                                // 0
+    const uint8_t life = e.parameterLifetime();                                               // 1
     const uint8_t start = e.parameterPositionIniter(true, Ext(glm::vec3(0.0f, 1.0f, 0.0f)));  // 2
-    const uint8_t vel = e.parameterVelocityIniter(Ext(glm::vec3(1.0f, 0.5f, 0.0f)), true, true);  // 3
-    const uint8_t time = e.globTime();                                             // 4
-    const uint8_t sys = e.globSystemTime();                                        // 5
-    const uint8_t count = e.globNumParticles();                                    // 6
-    const uint8_t epos = e.globEmitterPos();                                       // 7
-    const uint8_t edir = e.globEmitterDir();                                       // 8
-    const uint8_t erot = e.globEmitterRot();                                       // 9
-    const uint8_t birth = e.parameter(In{time, 0}, Ps::VT_Float);                  // 10
-    const uint8_t drift = e.parameter(In{epos, 0}, Ps::VT_Vec3);                   // 11
-    const uint8_t upd = e.parameterUpdater(Ps::VT_Vec3, drift, In{edir, 0});       // 12
-    const uint8_t posUpd = e.parameterPositionUpdater(In{drift, 0});               // 13
-    const uint8_t initer = e.parameterEmitterIniter(0, false);                     // 14
-    const uint8_t runner = e.parameterEmitter(0, false);                           // 15
+    const uint8_t vel =
+        e.parameterVelocityIniter(Ext(glm::vec3(1.0f, 0.5f, 0.0f)), true, true);       // 3
+    const uint8_t time = e.globTime();                                                 // 4
+    const uint8_t sys = e.globSystemTime();                                            // 5
+    const uint8_t count = e.globNumParticles();                                        // 6
+    const uint8_t epos = e.globEmitterPos();                                           // 7
+    const uint8_t edir = e.globEmitterDir();                                           // 8
+    const uint8_t erot = e.globEmitterRot();                                           // 9
+    const uint8_t birth = e.parameter(In{time, 0}, Ps::VT_Float);                      // 10
+    const uint8_t drift = e.parameter(In{epos, 0}, Ps::VT_Vec3);                       // 11
+    const uint8_t upd = e.parameterUpdater(Ps::VT_Vec3, drift, In{edir, 0});           // 12
+    const uint8_t posUpd = e.parameterPositionUpdater(In{drift, 0});                   // 13
+    const uint8_t initer = e.parameterEmitterIniter(0, false);                         // 14
+    const uint8_t runner = e.parameterEmitter(0, false);                               // 15
     const uint8_t param = e.parameterEmitterParam(Ps::VT_Float, In{sys, 0}, 0, 3, 0);  // 16
-    e.terminatorLess(In{life, 0}, Ext(0.7f));                                      // 17
-    e.terminatorPath({{{1, glm::vec2(0.0f, 3.0f), glm::vec2(0.6f, 0.8f), 2.0f}}});  // 18
+    e.terminatorLess(In{life, 0}, Ext(0.7f));                                          // 17
+    e.terminatorPath({{{1, glm::vec2(0.0f, 3.0f), glm::vec2(0.6f, 0.8f), 2.0f}}});     // 18
     e.initBoth({start, vel, time, count, birth, epos, drift, initer});
     e.updateChain({life, sys, epos, edir, erot, upd, posUpd, runner, param});
     e.maxParticles(200).sorting(2).connect(0, true);
@@ -264,8 +267,8 @@ std::vector<uint8_t> constructorsEffect()
         e.generatorPeriodic(Ext(120.0f), 0.0f, 1);
         const uint8_t life = e.parameterLifetime();
         e.terminatorLess(In{life, 0}, Ext(0.8f));
-        const uint8_t rotation =
-            e.funcDistrib(Ext(glm::angleAxis(0.3f * static_cast<float>(i + 1), glm::vec3(0, 1, 0))));
+        const uint8_t rotation = e.funcDistrib(
+            Ext(glm::angleAxis(0.3f * static_cast<float>(i + 1), glm::vec3(0, 1, 0))));
         if (i < 2)
         {
             PsTest::QuadsFields fields;
@@ -291,8 +294,10 @@ std::vector<uint8_t> constructorsEffect()
             fields.size = Ext(In{life, 0});
             PsTest::constructorStrip(e, fields);
         }
-        e.updateChain({life}).constructChain({rotation}).maxParticles(100).sorting(
-            static_cast<uint8_t>(i % 3));
+        e.updateChain({life})
+            .constructChain({rotation})
+            .maxParticles(100)
+            .sorting(static_cast<uint8_t>(i % 3));
     }
     return effect.bytes();
 }
@@ -373,7 +378,8 @@ TEST(PsAllocation, FunctionOperationsAllocateNothing)
         const glm::quat rotation(std::cos(angle * 0.5f), 0.0f, std::sin(angle * 0.5f), 0.0f);
         a.get().update(position, rotation, 0.01f + 0.01f * static_cast<float>(f % 3));
         b.get().updateFrame(position, rotation);
-        a.get().construct(glm::vec3(0, 0, 1), glm::vec3(0, 1, 0), glm::vec3(1, 0, 0), f % 2 ? config : none);
+        a.get().construct(glm::vec3(0, 0, 1), glm::vec3(0, 1, 0), glm::vec3(1, 0, 0),
+                          f % 2 ? config : none);
         b.get().construct(glm::vec3(0, 0, -1), glm::vec3(0, 1, 0), glm::vec3(-1, 0, 0), config);
         if (f < 120)
             continue;  // past the start, when the pool has filled
@@ -385,7 +391,8 @@ TEST(PsAllocation, FunctionOperationsAllocateNothing)
         while (next)
         {
             const uint32_t i = *next;
-            next = watched.getLink(i) == i ? std::nullopt : std::optional<uint32_t>(watched.getLink(i));
+            next = watched.getLink(i) == i ? std::nullopt
+                                           : std::optional<uint32_t>(watched.getLink(i));
             const uint8_t* record = watched.getParticleDynamicDataAt(i);
             uint32_t k = 0;
             for (const PsDeterminism::ValueSlot& slot : slots)
@@ -437,4 +444,4 @@ TEST(PsAllocation, FunctionOperationsAllocateNothing)
     EXPECT_NE(lowColour, highColour);
 }
 
-} // namespace
+}  // namespace

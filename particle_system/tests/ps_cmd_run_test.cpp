@@ -55,7 +55,8 @@ std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes
 {
     const std::string path = testing::TempDir() + name;
     std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
     return path;
 }
 
@@ -89,12 +90,16 @@ TEST_F(PsCmdRun, PrintsStatisticsAndParticles)
     const Result r = runTool("run " + path + " --frames 8 --every 4 --dump-particles");
     ASSERT_EQ(r.code, 0) << r.out;
     EXPECT_NE(r.out.find("pool computed "), std::string::npos);
-    EXPECT_NE(r.out.find("fps 10 frame_time 0.1 presim 0 seed fixed 11\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("emitter 0 max_particles 10 deep 10 operations 3 standalone 1 sorting 0 connected 0\n"),
-              std::string::npos);
+    EXPECT_NE(r.out.find("fps 10 frame_time 0.1 presim 0 seed fixed 11\n"), std::string::npos)
+        << r.out;
+    EXPECT_NE(
+        r.out.find(
+            "emitter 0 max_particles 10 deep 10 operations 3 standalone 1 sorting 0 connected 0\n"),
+        std::string::npos);
     EXPECT_NE(r.out.find("frame 4 time 0.4 particles 4 polygons 0\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("end steps 8 time 0.8 sub_frame 0 particles 4 polygons 0 render_calls 0\n"),
-              std::string::npos)
+    EXPECT_NE(
+        r.out.find("end steps 8 time 0.8 sub_frame 0 particles 4 polygons 0 render_calls 0\n"),
+        std::string::npos)
         << r.out;
     EXPECT_NE(r.out.find("instance 0 emitter 0 particles 3\n"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("particle "), std::string::npos);
@@ -141,4 +146,4 @@ TEST_F(PsCmdRun, RefusesBadInputAndUsage)
     EXPECT_EQ(runTool("run x --bogus").code, 1);
 }
 
-} // namespace
+}  // namespace

@@ -162,4 +162,4 @@ TEST(PsConstructorQuadsOps, GridRowZeroIsTheTopOfTheImage)
     expectVec2Near(vec2(10.75f, 20.5f), out[2]);
 }
 
-} // namespace
+}  // namespace

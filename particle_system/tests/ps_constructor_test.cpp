@@ -267,14 +267,14 @@ TEST(PsConstruct, TwiceGivesTheSameMeshesAndCalls)
     const vec3 up = glm::cross(right, dir);
     r.get().construct(dir, up, right, std::nullopt);
     const Ps::Mesh& mesh = r.get().getMesh(0);
-    const std::vector<uint8_t> first(mesh.getVertices(),
-                                     mesh.getVertices() + mesh.getNumVertices() * mesh.getVertexStride());
+    const std::vector<uint8_t> first(
+        mesh.getVertices(), mesh.getVertices() + mesh.getNumVertices() * mesh.getVertexStride());
     const uint32_t calls = r.get().getNumRenderCalls();
     const Ps::RenderCall call = r.get().getRenderCall(0);
 
     r.get().construct(dir, up, right, std::nullopt);
-    const std::vector<uint8_t> second(mesh.getVertices(),
-                                      mesh.getVertices() + mesh.getNumVertices() * mesh.getVertexStride());
+    const std::vector<uint8_t> second(
+        mesh.getVertices(), mesh.getVertices() + mesh.getNumVertices() * mesh.getVertexStride());
     EXPECT_FALSE(first.empty());
     EXPECT_EQ(first, second);
     ASSERT_EQ(calls, r.get().getNumRenderCalls());
@@ -480,8 +480,10 @@ TEST(PsConstructorStrip, SideIsTheWayToTheOlderEndCrossedWithTheView)
         // half the size along it, vertex 0 against it. The far end shares it:
         // the younger record takes the side of the older one.
         const vec3 side = glm::normalize(glm::cross(from - to, kDir));
-        expectNear(4.0f * side, vertexOf(mesh, 5 * s + 1).position - vertexOf(mesh, 5 * s + 0).position);
-        expectNear(4.0f * side, vertexOf(mesh, 5 * s + 2).position - vertexOf(mesh, 5 * s + 4).position);
+        expectNear(4.0f * side,
+                   vertexOf(mesh, 5 * s + 1).position - vertexOf(mesh, 5 * s + 0).position);
+        expectNear(4.0f * side,
+                   vertexOf(mesh, 5 * s + 2).position - vertexOf(mesh, 5 * s + 4).position);
         // The emitter runs along +x, so the older end lies towards -x and the
         // side, seen along -z, points down.
         expectNear(vec3(0.0f, -4.0f, 0.0f),
@@ -546,13 +548,13 @@ TEST(PsConstructorStrip, ConstructTwiceGivesTheSameRibbon)
     PsTest::Running r = runMoving(stripEffect(10, fields), 6);
     r.get().construct(kDir, kUp, kRight, std::nullopt);
     const Ps::Mesh& mesh = r.get().getMesh(0);
-    const std::vector<uint8_t> first(mesh.getVertices(),
-                                     mesh.getVertices() + mesh.getNumVertices() * mesh.getVertexStride());
+    const std::vector<uint8_t> first(
+        mesh.getVertices(), mesh.getVertices() + mesh.getNumVertices() * mesh.getVertexStride());
     r.get().construct(kDir, kUp, kRight, std::nullopt);
-    const std::vector<uint8_t> second(mesh.getVertices(),
-                                      mesh.getVertices() + mesh.getNumVertices() * mesh.getVertexStride());
+    const std::vector<uint8_t> second(
+        mesh.getVertices(), mesh.getVertices() + mesh.getNumVertices() * mesh.getVertexStride());
     EXPECT_FALSE(first.empty());
     EXPECT_EQ(first, second);
 }
 
-} // namespace
+}  // namespace

@@ -26,14 +26,16 @@ std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes
 {
     const std::string path = testing::TempDir() + name;
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
     return path;
 }
 
 std::vector<uint8_t> readFile(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)),
+                                std::istreambuf_iterator<char>());
 }
 
 struct RunnerResult
@@ -50,7 +52,8 @@ RunnerResult runRunner(const std::vector<uint8_t>& effect, const std::string& ta
     const std::string recordPath = testing::TempDir() + "ps_determinism_" + tag + ".record";
     std::remove(recordPath.c_str());
     const std::string command = std::string(PS_DETERMINISM_RUNNER) + " " + effectPath + " " +
-                                std::to_string(kFrames) + " " + std::to_string(kEvery) + " " + recordPath;
+                                std::to_string(kFrames) + " " + std::to_string(kEvery) + " " +
+                                recordPath;
     FILE* pipe = popen(command.c_str(), "r");
     if (!pipe)
         return result;
@@ -125,10 +128,11 @@ TEST_F(PsDeterminism, TheRecordTellsSeedsApart)
 TEST_F(PsDeterminism, RunnerRefusesAMissingFile)
 {
     const std::string command = std::string(PS_DETERMINISM_RUNNER) + " " + testing::TempDir() +
-                                "no_such_effect.bin 10 5 " + testing::TempDir() + "unused.record 2>/dev/null";
+                                "no_such_effect.bin 10 5 " + testing::TempDir() +
+                                "unused.record 2>/dev/null";
     const int status = std::system(command.c_str());
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(2, WEXITSTATUS(status));
 }
 
-} // namespace
+}  // namespace

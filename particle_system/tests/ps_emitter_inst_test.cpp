@@ -30,7 +30,8 @@ float floatParam(const Ps::EmitterInst& inst, uint32_t op, uint32_t i)
 {
     const Ps::Operation& operation = inst.getEmitter().getOperation(op);
     float v = 0.0f;
-    std::memcpy(&v, inst.getParticleDynamicDataAt(i) + operation.getParticleDataOffset(), sizeof(v));
+    std::memcpy(&v, inst.getParticleDynamicDataAt(i) + operation.getParticleDataOffset(),
+                sizeof(v));
     return v;
 }
 
@@ -40,9 +41,9 @@ std::vector<uint8_t> lifetimeEffect(const Ext& limit, uint32_t maxParticles = 10
     EffectWriter effect;
     effect.fps(10.0f).fixedSeed(2);
     EmitterWriter& emitter = effect.emitter();
-    emitter.generatorPeriodic(Ext(10.0f));                     // 0
-    const uint8_t life = emitter.parameterLifetime();          // 1
-    emitter.terminatorLess(In{life, 0}, limit);                // 2
+    emitter.generatorPeriodic(Ext(10.0f));             // 0
+    const uint8_t life = emitter.parameterLifetime();  // 1
+    emitter.terminatorLess(In{life, 0}, limit);        // 2
     emitter.updateChain({life}).maxParticles(maxParticles);
     return effect.bytes();
 }
@@ -69,7 +70,8 @@ TEST_F(PsEmitterInstLife, LifetimeTerminatorEndsParticles)
 TEST_F(PsEmitterInstLife, EqualValuesAndNaNDontTerminate)
 {
     PsTest::Running equal = PsTest::run(lifetimeEffect(Ext(0.1f + 0.1f)));
-    PsTest::Running nan = PsTest::run(lifetimeEffect(Ext(std::numeric_limits<float>::quiet_NaN()), 5));
+    PsTest::Running nan =
+        PsTest::run(lifetimeEffect(Ext(std::numeric_limits<float>::quiet_NaN()), 5));
     for (int f = 0; f < 8; ++f)
     {
         equal.get().updateFrame(glm::vec3(0.0f), PsTest::kIdentity);
@@ -124,9 +126,9 @@ TEST(PsEmitterInstBurst, InitChainOnceAndInitBurstChainForTheRest)
     EffectWriter effect;
     effect.fps(4.0f);
     EmitterWriter& emitter = effect.emitter();
-    emitter.generatorPeriodic(Ext(1.0f), 1.0f, 3);     // 0
-    const uint8_t globA = emitter.globNumParticles();  // 1
-    const uint8_t globB = emitter.globNumParticles();  // 2
+    emitter.generatorPeriodic(Ext(1.0f), 1.0f, 3);                    // 0
+    const uint8_t globA = emitter.globNumParticles();                 // 1
+    const uint8_t globB = emitter.globNumParticles();                 // 2
     const uint8_t a = emitter.parameter(In{globA, 0}, Ps::VT_Float);  // 3
     const uint8_t b = emitter.parameter(In{globB, 0}, Ps::VT_Float);  // 4
     emitter.initChain({globA, globB, a, b}).initBurstChain({globB, b}).maxParticles(10);
@@ -206,12 +208,12 @@ std::vector<uint8_t> treeEffect(bool onTerm)
     child.updateChain({childLife}).maxParticles(8).standalone(false);
 
     EmitterWriter& parent = effect.emitter();
-    parent.generatorPeriodic(Ext(1.0f), 1.0f, 1, std::nullopt, 1u);      // 0
-    const uint8_t life = parent.parameterLifetime();                     // 1
-    parent.terminatorLess(In{life, 0}, Ext(0.35f));                      // 2
-    const uint8_t initer = parent.parameterEmitterIniter(0, onTerm);     // 3
-    const uint8_t runner = parent.parameterEmitter(0, onTerm);           // 4
-    const uint8_t nine = parent.funcDistrib(Ext(9.0f));                  // 5
+    parent.generatorPeriodic(Ext(1.0f), 1.0f, 1, std::nullopt, 1u);                          // 0
+    const uint8_t life = parent.parameterLifetime();                                         // 1
+    parent.terminatorLess(In{life, 0}, Ext(0.35f));                                          // 2
+    const uint8_t initer = parent.parameterEmitterIniter(0, onTerm);                         // 3
+    const uint8_t runner = parent.parameterEmitter(0, onTerm);                               // 4
+    const uint8_t nine = parent.funcDistrib(Ext(9.0f));                                      // 5
     const uint8_t param = parent.parameterEmitterParam(Ps::VT_Float, In{nine, 0}, 0, 3, 0);  // 6
     parent.initBoth({initer}).updateChain({life, runner, param}).maxParticles(2);
     parent.connect(0, false);
@@ -233,8 +235,9 @@ TEST(PsEmitterInstTree, ChildRunsWithItsParticleAndOutlivesIt)
     EXPECT_EQ(child.getNumActiveParticles(), 1u);
     // The parent's value reached the child's global parameter.
     const Ps::Operation& glob = child.getEmitter().getOperation(3);
-    EXPECT_EQ(static_cast<const Ps::GlobParam<float>::Data*>(child.getVoidPtrStaticData(glob))->value,
-              9.0f);
+    EXPECT_EQ(
+        static_cast<const Ps::GlobParam<float>::Data*>(child.getVoidPtrStaticData(glob))->value,
+        9.0f);
     EXPECT_EQ(inst.getStats().emitters[0].numEmitters, 1u);
 
     // Frames 2, 3: the child grows; frame 4 ends the parent's particle (0.4 > 0.35): it waits.
@@ -471,7 +474,8 @@ TEST(PsSystemInstSeed, FixedSeedRepeatsAndNoSeedDiffers)
 // without. Skipped while the random function's reader isn't part of the runtime.
 TEST(PsSystemInstSeed, ParticlesOfRandomEffects)
 {
-    auto effectBytes = [](bool seeded) {
+    auto effectBytes = [](bool seeded)
+    {
         EffectWriter effect;
         effect.fps(10.0f);
         if (seeded)
@@ -480,15 +484,18 @@ TEST(PsSystemInstSeed, ParticlesOfRandomEffects)
             effect.noSeed();
         EmitterWriter& emitter = effect.emitter();
         emitter.generatorPeriodic(Ext(50.0f));
-        const uint8_t random = emitter.op(Ps::OF_FuncRandom, [](Sl::Saver& s) {
-            PsTest::writeExt(s, "start", 0.0f);
-            PsTest::writeExt(s, "end", 100.0f);
-        });
+        const uint8_t random = emitter.op(Ps::OF_FuncRandom,
+                                          [](Sl::Saver& s)
+                                          {
+                                              PsTest::writeExt(s, "start", 0.0f);
+                                              PsTest::writeExt(s, "end", 100.0f);
+                                          });
         const uint8_t value = emitter.parameter(In{random, 0}, Ps::VT_Float);
         emitter.initBoth({random, value}).maxParticles(100);
         return effect.bytes();
     };
-    auto values = [](const PsTest::Running& r) {
+    auto values = [](const PsTest::Running& r)
+    {
         std::vector<float> v;
         for (uint32_t i : PsTest::activeParticles(r.emitter()))
             v.push_back(floatParam(r.emitter(), 2, i));
@@ -509,4 +516,4 @@ TEST(PsSystemInstSeed, ParticlesOfRandomEffects)
     EXPECT_NE(values(a), values(c));
 }
 
-} // namespace
+}  // namespace

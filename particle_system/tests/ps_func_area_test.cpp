@@ -71,7 +71,7 @@ TEST(PsFuncArea, SinglePaintedCellHoldsAllPoints)
 {
     // 4 x 3 cells of 25 x 10 units over an area at (100, -50).
     std::vector<std::uint8_t> w(12, 0);
-    w[2 + 1 * 4] = 7; // column 2, row 1
+    w[2 + 1 * 4] = 7;  // column 2, row 1
     auto r = loadArea(AreaData{100, -50, 100, 30, 4, 3, w});
     Ps::RandomGenerator rng(99);
     for (int i = 0; i < 2000; ++i)
@@ -86,7 +86,7 @@ TEST(PsFuncArea, SinglePaintedCellHoldsAllPoints)
 
 TEST(PsFuncArea, FirstDrawPlacesYAndSecondX)
 {
-    auto r = loadArea(AreaData{10, 20, 40, 60, 2, 3, {0, 0, 0, 1, 0, 0}}); // column 1, row 1
+    auto r = loadArea(AreaData{10, 20, 40, 60, 2, 3, {0, 0, 0, 1, 0, 0}});  // column 1, row 1
     Ps::RandomGenerator rng(5);
     Ps::RandomGenerator copy(5);
     const float r1 = copy.generateNormFloat();
@@ -120,7 +120,9 @@ TEST(PsFuncArea, EmptyImageLoadsAndAnswersItsPosition)
 TEST(PsFuncArea, WeightCountMustMatchImageSize)
 {
     const auto bytes = PsFuncTest::bytesOf(
-        [](Sl::Saver& s) { PsFuncTest::writeArea(s, AreaData{0, 0, 10, 10, 2, 2, {1, 2, 3}}); });
+        [](Sl::Saver& s) {
+            PsFuncTest::writeArea(s, AreaData{0, 0, 10, 10, 2, 2, {1, 2, 3}});
+        });
     EXPECT_THROW(PsFuncTest::load<Ps::FuncAreaImage>(bytes), Debug::CheckException);
 }
 
@@ -135,4 +137,4 @@ TEST(PsFuncArea, LargeTotalsNeverAskForMoreWeightThanThereIs)
     EXPECT_EQ(0u, r.object.pickCell(0.0f));
 }
 
-} // namespace
+}  // namespace

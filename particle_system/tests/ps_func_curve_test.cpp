@@ -24,13 +24,14 @@ PsFuncTest::Loaded<Ps::FuncCurve> loadCurve(const CurveData& desc)
 // v(t) = 10 t on [0, 2], one segment of 5 values: exact at the samples.
 CurveData ramp(bool leftLooped, bool rightLooped)
 {
-    return CurveData{0.0f, 2.0f, leftLooped, rightLooped, {{0.0f, 2.0f, {0.0f, 5.0f, 10.0f, 15.0f, 20.0f}}}};
+    return CurveData{
+        0.0f, 2.0f, leftLooped, rightLooped, {{0.0f, 2.0f, {0.0f, 5.0f, 10.0f, 15.0f, 20.0f}}}};
 }
 
 TEST(PsFuncCurve, LoadsFieldsAndSegments)
 {
-    auto r = loadCurve(CurveData{-1.0f, 3.0f, true, false,
-                                 {{-1.0f, 1.0f, {1.0f, 2.0f}}, {1.0f, 3.0f, {4.0f, 5.0f, 6.0f}}}});
+    auto r = loadCurve(CurveData{
+        -1.0f, 3.0f, true, false, {{-1.0f, 1.0f, {1.0f, 2.0f}}, {1.0f, 3.0f, {4.0f, 5.0f, 6.0f}}}});
     const Ps::FuncCurve& c = r.object;
     EXPECT_EQ(-1.0f, c.timeStart);
     EXPECT_EQ(3.0f, c.timeEnd);
@@ -96,8 +97,7 @@ TEST(PsFuncCurve, LoopArithmeticInDoublePrecision)
     // The remainder of 1e8 + 16 by 3 is 2 in double arithmetic.
     auto r = loadCurve(CurveData{0.0f, 3.0f, false, true, {{0.0f, 3.0f, {0.0f, 3.0f}}}});
     const float t = 100000016.0f;
-    const float expected =
-        static_cast<float>(0.0 + std::fmod(static_cast<double>(t - 3.0f), 3.0));
+    const float expected = static_cast<float>(0.0 + std::fmod(static_cast<double>(t - 3.0f), 3.0));
     EXPECT_EQ(expected, r.object.wrapTime(t));
 }
 
@@ -139,7 +139,8 @@ TEST(PsFuncCurve, LoopMatchesTheSinglePrecisionSumEverywhere)
 {
     // Odd ends and inputs over many magnitudes on both sides: the wrapped time
     // is, bit for bit, the float sum of an end and the float remainder.
-    const float ends[][2] = {{0.1f, 0.7f}, {-3.3f, 17.9f}, {1000.25f, 1000.3f}, {-1e-3f, 2e-3f}, {5.0f, 1e6f}};
+    const float ends[][2] = {
+        {0.1f, 0.7f}, {-3.3f, 17.9f}, {1000.25f, 1000.3f}, {-1e-3f, 2e-3f}, {5.0f, 1e6f}};
     for (const auto& e : ends)
     {
         auto r = loadCurve(CurveData{e[0], e[1], true, true, {{e[0], e[1], {0.0f, 1.0f}}}});
@@ -168,8 +169,8 @@ TEST(PsFuncCurve, LoopMatchesTheSinglePrecisionSumEverywhere)
 TEST(PsFuncCurve, ZeroWidthFirstSegmentReadsItsFirstValue)
 {
     // Two keys at time 0, then a ramp: the step at 0 has no width.
-    auto r = loadCurve(CurveData{0.0f, 2.0f, false, false,
-                                 {{0.0f, 0.0f, {3.0f, 7.0f}}, {0.0f, 2.0f, {7.0f, 9.0f}}}});
+    auto r = loadCurve(CurveData{
+        0.0f, 2.0f, false, false, {{0.0f, 0.0f, {3.0f, 7.0f}}, {0.0f, 2.0f, {7.0f, 9.0f}}}});
     EXPECT_EQ(3.0f, r.object.evaluate(0.0f));
     // Inputs clamped to the start read it too.
     EXPECT_EQ(3.0f, r.object.evaluate(-0.5f));
@@ -184,8 +185,8 @@ TEST(PsFuncCurve, ZeroWidthFirstSegmentReadsItsFirstValue)
 
 TEST(PsFuncCurve, ZeroWidthSegmentsWithOneOrManyValues)
 {
-    auto one = loadCurve(CurveData{1.0f, 3.0f, true, false,
-                                   {{1.0f, 1.0f, {5.0f}}, {1.0f, 3.0f, {0.0f, 2.0f}}}});
+    auto one = loadCurve(
+        CurveData{1.0f, 3.0f, true, false, {{1.0f, 1.0f, {5.0f}}, {1.0f, 3.0f, {0.0f, 2.0f}}}});
     EXPECT_EQ(5.0f, one.object.evaluate(1.0f));
     // Looped on the left: -1 wraps to 3 - fmod(2, 2) = 3, the end.
     EXPECT_EQ(2.0f, one.object.evaluate(-1.0f));
@@ -199,7 +200,10 @@ TEST(PsFuncCurve, ZeroWidthSegmentsWithOneOrManyValues)
 
 TEST(PsFuncCurve, SegmentEndReadsLastValueOfThatSegment)
 {
-    auto r = loadCurve(CurveData{0.0f, 2.0f, false, false,
+    auto r = loadCurve(CurveData{0.0f,
+                                 2.0f,
+                                 false,
+                                 false,
                                  {{0.0f, 1.0f, {0.0f, 1.0f, 2.0f}}, {1.0f, 2.0f, {10.0f, 20.0f}}}});
     // The first segment whose end is not below t: at 1 the first one's last value.
     EXPECT_EQ(2.0f, r.object.evaluate(1.0f));
@@ -212,7 +216,8 @@ TEST(PsFuncCurve, BinarySearchOverManySegments)
 {
     CurveData desc{0.0f, 100.0f, false, false, {}};
     for (int s = 0; s < 100; ++s)
-        desc.segments.push_back({float(s), float(s + 1), {float(s) * 2.0f, float(s) * 2.0f + 1.0f}});
+        desc.segments.push_back(
+            {float(s), float(s + 1), {float(s) * 2.0f, float(s) * 2.0f + 1.0f}});
     auto r = loadCurve(desc);
     for (int s = 0; s < 100; ++s)
         EXPECT_FLOAT_EQ(float(s) * 2.0f + 0.25f, r.object.evaluate(float(s) + 0.25f)) << s;
@@ -241,16 +246,19 @@ TEST(PsFuncCurve, CurveWithoutSegmentsIsAnAssertion)
 TEST(PsFuncCurve, SegmentWithoutValuesIsRefusedOnLoad)
 {
     const auto bytes = PsFuncTest::bytesOf(
-        [](Sl::Saver& s) { PsFuncTest::writeCurve(s, CurveData{0.0f, 1.0f, false, false, {{0.0f, 1.0f, {}}}}); });
+        [](Sl::Saver& s) {
+            PsFuncTest::writeCurve(s, CurveData{0.0f, 1.0f, false, false, {{0.0f, 1.0f, {}}}});
+        });
     EXPECT_THROW(PsFuncTest::load<Ps::FuncCurve>(bytes), Debug::CheckException);
 }
 
 TEST(PsFuncCurve, TruncatedCurveThrowsFromTheSizePass)
 {
-    auto bytes = PsFuncTest::bytesOf([](Sl::Saver& s) { PsFuncTest::writeCurve(s, ramp(false, false)); });
+    auto bytes =
+        PsFuncTest::bytesOf([](Sl::Saver& s) { PsFuncTest::writeCurve(s, ramp(false, false)); });
     bytes.resize(bytes.size() - 3);
     Sl::LoaderBinArray loader(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
     EXPECT_ANY_THROW(Ps::FuncCurve::computePoolSize(loader));
 }
 
-} // namespace
+}  // namespace

@@ -171,14 +171,15 @@ TEST(PsFuncMath, Rotate3Transfer3Transform)
     // input * rotation: the rotation is applied first.
     const glm::quat x = Ps::funcRotationAxis(glm::vec3(1, 0, 0), 90.0f);
     const glm::quat z = Ps::funcRotationAxis(glm::vec3(0, 0, 1), 90.0f);
-    expectVecNear(glm::vec3(0, 0, 1), Ps::rotateVector(Ps::funcRotate3(x, z), glm::vec3(1, 0, 0)), 1e-6f);
-    expectVecNear(glm::vec3(1, 3, 3),
-                  Ps::funcTransfer3(glm::vec3(1, 1, 1), z, glm::vec3(2, 0, 2)), 1e-6f);
+    expectVecNear(glm::vec3(0, 0, 1), Ps::rotateVector(Ps::funcRotate3(x, z), glm::vec3(1, 0, 0)),
+                  1e-6f);
+    expectVecNear(glm::vec3(1, 3, 3), Ps::funcTransfer3(glm::vec3(1, 1, 1), z, glm::vec3(2, 0, 2)),
+                  1e-6f);
     glm::mat3 m(1.0f);
-    m[0][0] = 2.0f;  // x scale
-    m[1][0] = 0.5f;  // x from y
-    m[2][0] = 10.0f; // x shift
-    m[2][1] = -1.0f; // y shift
+    m[0][0] = 2.0f;   // x scale
+    m[1][0] = 0.5f;   // x from y
+    m[2][0] = 10.0f;  // x shift
+    m[2][1] = -1.0f;  // y shift
     EXPECT_EQ(glm::vec2(2 * 3 + 0.5f * 4 + 10, 4 - 1), Ps::funcTransform(m, glm::vec2(3, 4)));
 }
 
@@ -274,4 +275,4 @@ TEST(PsFuncMath, ForceMoveWithAbsurdDragStillEnds)
     EXPECT_NE(glm::vec3(0), v);
 }
 
-} // namespace
+}  // namespace

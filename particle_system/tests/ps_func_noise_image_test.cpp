@@ -150,9 +150,12 @@ TEST(PsFuncNoiseImage, NeighboursCorrelateAlongEveryAxis)
             for (int z = 0; z < kN; ++z)
                 for (int y = 0; y < kN; ++y)
                     for (int x = 0; x < kN; ++x)
-                        cov += (value(*r.image, x, y, z, c) - mean) *
-                               (value(*r.image, x + (axis == 0), y + (axis == 1), z + (axis == 2), c) - mean);
-            EXPECT_NEAR(0.73, cov / kCount / variance, 0.02) << "component " << c << " axis " << axis;
+                        cov +=
+                            (value(*r.image, x, y, z, c) - mean) *
+                            (value(*r.image, x + (axis == 0), y + (axis == 1), z + (axis == 2), c) -
+                             mean);
+            EXPECT_NEAR(0.73, cov / kCount / variance, 0.02)
+                << "component " << c << " axis " << axis;
         }
     }
 }
@@ -226,7 +229,8 @@ TEST(PsFuncNoiseImage, LinearBlendsAlongZThenYThenX)
     for (int a = 0; a < 2; ++a)
         for (int b = 0; b < 2; ++b)
             for (int c = 0; c < 2; ++c)
-                im.setPixel(2 + a, 3 + b, 4 + c, glm::vec3(float(a), float(b) * 2.0f, float(c) * 4.0f));
+                im.setPixel(2 + a, 3 + b, 4 + c,
+                            glm::vec3(float(a), float(b) * 2.0f, float(c) * 4.0f));
     const glm::vec3 s = im.getPixelLinear(glm::vec3(2.25f, 3.5f, 4.75f));
     EXPECT_FLOAT_EQ(0.25f, s.x);
     EXPECT_FLOAT_EQ(1.0f, s.y);
@@ -250,7 +254,8 @@ TEST(PsFuncNoiseImage, LinearBlendOrderIsZThenYThenX)
         glm::vec3 alongZ[2][2];
         for (int a = 0; a < 2; ++a)
             for (int b = 0; b < 2; ++b)
-                alongZ[a][b] = mix(im.getPixel(x + a, y + b, z), im.getPixel(x + a, y + b, z + 1), fz);
+                alongZ[a][b] =
+                    mix(im.getPixel(x + a, y + b, z), im.getPixel(x + a, y + b, z + 1), fz);
         const glm::vec3 expected =
             mix(mix(alongZ[0][0], alongZ[0][1], fy), mix(alongZ[1][0], alongZ[1][1], fy), fx);
         ASSERT_EQ(expected, im.getPixelLinear(p)) << i;
@@ -261,9 +266,12 @@ TEST(PsFuncNoiseImage, CubicBlendOrderIsZThenYThenX)
 {
     PooledImage r = makeRuntimeImage();
     const ImageNoise3& im = *r.image;
-    auto cr = [](const glm::vec3& p0, const glm::vec3& p1, const glm::vec3& p2, const glm::vec3& p3, float t) {
-        return 0.5f * (2.0f * p1 + (p2 - p0) * t + (2.0f * p0 - 5.0f * p1 + 4.0f * p2 - p3) * (t * t) +
-                       (3.0f * p1 - p0 - 3.0f * p2 + p3) * (t * t * t));
+    auto cr = [](const glm::vec3& p0, const glm::vec3& p1, const glm::vec3& p2, const glm::vec3& p3,
+                 float t)
+    {
+        return 0.5f *
+               (2.0f * p1 + (p2 - p0) * t + (2.0f * p0 - 5.0f * p1 + 4.0f * p2 - p3) * (t * t) +
+                (3.0f * p1 - p0 - 3.0f * p2 + p3) * (t * t * t));
     };
     for (int i = 0; i < 100; ++i)
     {
@@ -275,8 +283,10 @@ TEST(PsFuncNoiseImage, CubicBlendOrderIsZThenYThenX)
         {
             glm::vec3 alongZ[4];
             for (int b = 0; b < 4; ++b)
-                alongZ[b] = cr(im.getPixel(x + a - 1, y + b - 1, z - 1), im.getPixel(x + a - 1, y + b - 1, z),
-                               im.getPixel(x + a - 1, y + b - 1, z + 1), im.getPixel(x + a - 1, y + b - 1, z + 2), fz);
+                alongZ[b] = cr(im.getPixel(x + a - 1, y + b - 1, z - 1),
+                               im.getPixel(x + a - 1, y + b - 1, z),
+                               im.getPixel(x + a - 1, y + b - 1, z + 1),
+                               im.getPixel(x + a - 1, y + b - 1, z + 2), fz);
             alongY[a] = cr(alongZ[0], alongZ[1], alongZ[2], alongZ[3], fy);
         }
         ASSERT_EQ(cr(alongY[0], alongY[1], alongY[2], alongY[3], fx), im.getPixelCubic(p)) << i;
@@ -311,7 +321,7 @@ TEST(PsFuncNoiseImage, CubicIsCatmullRomAlongEachAxis)
             for (int k = 0; k < 4; ++k)
                 im.setPixel(1 + k, y, z, glm::vec3(px[k], 0.0f, 7.0f));
     const float at = 2.3f;
-    const float t = at - 2.0f; // the fraction the sampler sees
+    const float t = at - 2.0f;  // the fraction the sampler sees
     const float expected = 0.5f * (2.0f * px[1] + (px[2] - px[0]) * t +
                                    (2.0f * px[0] - 5.0f * px[1] + 4.0f * px[2] - px[3]) * t * t +
                                    (3.0f * px[1] - px[0] - 3.0f * px[2] + px[3]) * t * t * t);
@@ -365,4 +375,4 @@ TEST(PsFuncNoiseImage, HugeAndNonFiniteCoordinatesReadInsideTheImage)
     EXPECT_TRUE(std::isnan(inf.x));
 }
 
-} // namespace
+}  // namespace

@@ -80,10 +80,12 @@ T output(const PsTest::Running& r, uint8_t op, uint32_t index = 0)
 uint8_t opOfExts(PsTest::EmitterWriter& e, uint8_t factory, std::initializer_list<Ext> exts)
 {
     std::vector<Ext> copy(exts);
-    return e.op(factory, [copy](Sl::Saver& s) {
-        for (const Ext& x : copy)
-            PsTest::writeExt(s, "input", x);
-    });
+    return e.op(factory,
+                [copy](Sl::Saver& s)
+                {
+                    for (const Ext& x : copy)
+                        PsTest::writeExt(s, "input", x);
+                });
 }
 
 // ---- Plain arithmetic --------------------------------------------------------
@@ -91,12 +93,15 @@ uint8_t opOfExts(PsTest::EmitterWriter& e, uint8_t factory, std::initializer_lis
 TEST(PsFuncOps, LerpDirectionMoveStore)
 {
     Effect fx;
-    const uint8_t lerp = opOfExts(fx.e(), Ps::OF_FuncLerpVec3, {vec3(1, 2, 3), vec3(3, 2, 1), 1.5f});
+    const uint8_t lerp =
+        opOfExts(fx.e(), Ps::OF_FuncLerpVec3, {vec3(1, 2, 3), vec3(3, 2, 1), 1.5f});
     const uint8_t dir = opOfExts(fx.e(), Ps::OF_FuncDirectionVec2, {vec2(1, 1), vec2(4, 5), 10.0f});
-    const uint8_t move = fx.e().op(Ps::OF_FuncMoveVec3, [lerp](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{lerp, 0});
-        PsTest::writeExt(s, "speed", vec3(10, 0, -10));
-    });
+    const uint8_t move = fx.e().op(Ps::OF_FuncMoveVec3,
+                                   [lerp](Sl::Saver& s)
+                                   {
+                                       PsTest::writeIn(s, "input", In{lerp, 0});
+                                       PsTest::writeExt(s, "speed", vec3(10, 0, -10));
+                                   });
     const uint8_t store = opOfExts(fx.e(), Ps::OF_FuncStoreQuat, {quat(0.5f, 0.5f, 0.5f, 0.5f)});
     const uint8_t lerpF = opOfExts(fx.e(), Ps::OF_FuncLerpFloat, {2.0f, 4.0f, -0.5f});
     auto r = fx.run({lerp, dir, move, store, lerpF});
@@ -105,24 +110,28 @@ TEST(PsFuncOps, LerpDirectionMoveStore)
     const vec3 l = output<vec3>(r, lerp);
     EXPECT_EQ(l + kFrame * vec3(10, 0, -10), output<vec3>(r, move));
     EXPECT_EQ(quat(0.5f, 0.5f, 0.5f, 0.5f), output<quat>(r, store));
-    EXPECT_EQ(1.0f, output<float>(r, lerpF)); // extrapolates
+    EXPECT_EQ(1.0f, output<float>(r, lerpF));  // extrapolates
 }
 
 TEST(PsFuncOps, SplitJoinConvertAndAngles)
 {
     Effect fx;
     const uint8_t join3 = opOfExts(fx.e(), Ps::OF_FuncJoinVec3, {1.0f, -2.0f, 3.0f});
-    const uint8_t split3 = fx.e().op(Ps::OF_FuncSplitVec3, [join3](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{join3, 0});
-    });
+    const uint8_t split3 = fx.e().op(Ps::OF_FuncSplitVec3,
+                                     [join3](Sl::Saver& s) {
+                                         PsTest::writeIn(s, "input", In{join3, 0});
+                                     });
     const uint8_t join2 = opOfExts(fx.e(), Ps::OF_FuncJoinVec2, {In{split3, 2}, In{split3, 1}});
-    const uint8_t split2 = fx.e().op(Ps::OF_FuncSplitVec2, [join2](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{join2, 0});
-    });
-    const uint8_t conv = fx.e().op(Ps::OF_FuncConv2to3, [join2](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{join2, 0});
-        PsTest::writeExt(s, "z", 7.0f);
-    });
+    const uint8_t split2 = fx.e().op(Ps::OF_FuncSplitVec2,
+                                     [join2](Sl::Saver& s) {
+                                         PsTest::writeIn(s, "input", In{join2, 0});
+                                     });
+    const uint8_t conv = fx.e().op(Ps::OF_FuncConv2to3,
+                                   [join2](Sl::Saver& s)
+                                   {
+                                       PsTest::writeIn(s, "input", In{join2, 0});
+                                       PsTest::writeExt(s, "z", 7.0f);
+                                   });
     const uint8_t rot2vec = opOfExts(fx.e(), Ps::OF_FuncRot2Vec, {90.0f, 2.0f});
     const uint8_t vec2rot = opOfExts(fx.e(), Ps::OF_FuncVec2Rot, {vec2(0, 1)});
     const uint8_t vec2rot0 = opOfExts(fx.e(), Ps::OF_FuncVec2Rot, {vec2(0, 0)});
@@ -146,26 +155,32 @@ TEST(PsFuncOps, RotationsAndTransforms)
 {
     Effect fx;
     const uint8_t axis = opOfExts(fx.e(), Ps::OF_FuncRotationAxis, {vec3(0, 0, 2), 90.0f});
-    const uint8_t fromAxes = fx.e().op(Ps::OF_FuncRotationFromAxes, [](Sl::Saver& s) {
-        PsTest::writeU8(s, "type", Ps::RFA_XY);
-        PsTest::writeExt(s, "firstAxis", vec3(0, 3, 0));
-        PsTest::writeExt(s, "secondAxis", vec3(-1, 0, 0.5f));
-    });
-    const uint8_t axes = fx.e().op(Ps::OF_FuncAxisFromRotation, [axis](Sl::Saver& s) {
-        PsTest::writeIn(s, "rotation", In{axis, 0});
-    });
+    const uint8_t fromAxes = fx.e().op(Ps::OF_FuncRotationFromAxes,
+                                       [](Sl::Saver& s)
+                                       {
+                                           PsTest::writeU8(s, "type", Ps::RFA_XY);
+                                           PsTest::writeExt(s, "firstAxis", vec3(0, 3, 0));
+                                           PsTest::writeExt(s, "secondAxis", vec3(-1, 0, 0.5f));
+                                       });
+    const uint8_t axes = fx.e().op(Ps::OF_FuncAxisFromRotation,
+                                   [axis](Sl::Saver& s) {
+                                       PsTest::writeIn(s, "rotation", In{axis, 0});
+                                   });
     const uint8_t rotate = opOfExts(fx.e(), Ps::OF_FuncRotate3, {In{axis, 0}, In{axis, 0}});
-    const uint8_t transfer = opOfExts(fx.e(), Ps::OF_FuncTransfer3, {vec3(1, 1, 1), In{axis, 0}, vec3(2, 0, 0)});
+    const uint8_t transfer =
+        opOfExts(fx.e(), Ps::OF_FuncTransfer3, {vec3(1, 1, 1), In{axis, 0}, vec3(2, 0, 0)});
     glm::mat3 m(1.0f);
     m[0][0] = 2.0f;
     m[1][0] = 1.0f;
     m[2][0] = 5.0f;
     m[2][1] = -3.0f;
     const uint8_t join = opOfExts(fx.e(), Ps::OF_FuncJoinVec2, {1.0f, 2.0f});
-    const uint8_t transform = fx.e().op(Ps::OF_FuncTransform, [join, m](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{join, 0});
-        PsTest::writeValue(s, "transform", m);
-    });
+    const uint8_t transform = fx.e().op(Ps::OF_FuncTransform,
+                                        [join, m](Sl::Saver& s)
+                                        {
+                                            PsTest::writeIn(s, "input", In{join, 0});
+                                            PsTest::writeValue(s, "transform", m);
+                                        });
     auto r = fx.run({axis, fromAxes, axes, rotate, transfer, join, transform});
 
     const quat q = output<quat>(r, axis);
@@ -234,14 +249,17 @@ TEST(PsFuncOps, CurvesReadEachComponentAtTheInput)
     const uint8_t time = fx.e().globTime();
     const PsFuncTest::CurveData cx{0.0f, 1.0f, false, true, {{0.0f, 1.0f, {0.0f, 10.0f}}}};
     const PsFuncTest::CurveData cy{0.0f, 1.0f, false, false, {{0.0f, 1.0f, {5.0f, 5.0f, 6.0f}}}};
-    const uint8_t curves = fx.e().op(Ps::OF_FuncCurvesVec2, [time, cx, cy](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{time, 0});
-        PsFuncTest::writeCurve(s, cx);
-        PsFuncTest::writeCurve(s, cy);
-    });
+    const uint8_t curves = fx.e().op(Ps::OF_FuncCurvesVec2,
+                                     [time, cx, cy](Sl::Saver& s)
+                                     {
+                                         PsTest::writeIn(s, "input", In{time, 0});
+                                         PsFuncTest::writeCurve(s, cx);
+                                         PsFuncTest::writeCurve(s, cy);
+                                     });
     auto r = fx.run({time, curves}, 3);
     const float t = output<float>(r, time);
-    const auto& op = static_cast<const Ps::FuncCurves<vec2>&>(r.emitter().getEmitter().getOperation(curves));
+    const auto& op =
+        static_cast<const Ps::FuncCurves<vec2>&>(r.emitter().getEmitter().getOperation(curves));
     EXPECT_EQ(op.evaluate(t), output<vec2>(r, curves));
     EXPECT_EQ(op.getCurve(0).evaluate(t), output<vec2>(r, curves).x);
     EXPECT_TRUE(op.getCurve(0).loopAfter);
@@ -252,16 +270,25 @@ TEST(PsFuncOps, CurvesVec3CarriesThreeCurveGroups)
 {
     Effect fx;
     const uint8_t t = opOfExts(fx.e(), Ps::OF_FuncJoinVec2, {0.5f, 0.0f});
-    const uint8_t split = fx.e().op(Ps::OF_FuncSplitVec2, [t](Sl::Saver& s) { PsTest::writeIn(s, "input", In{t, 0}); });
-    const uint8_t curves = fx.e().op(Ps::OF_FuncCurvesVec3, [split](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{split, 0});
-        for (float k : {1.0f, 2.0f, 3.0f})
-            PsFuncTest::writeCurve(s, {0.0f, 1.0f, false, false, {{0.0f, 1.0f, {0.0f, k}}}});
-    });
-    const uint8_t curve1 = fx.e().op(Ps::OF_FuncCurvesFloat, [split](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{split, 0});
-        PsFuncTest::writeCurve(s, {0.0f, 1.0f, false, false, {{0.0f, 1.0f, {4.0f, 8.0f}}}});
-    });
+    const uint8_t split = fx.e().op(Ps::OF_FuncSplitVec2,
+                                    [t](Sl::Saver& s) {
+                                        PsTest::writeIn(s, "input", In{t, 0});
+                                    });
+    const uint8_t curves = fx.e().op(
+        Ps::OF_FuncCurvesVec3,
+        [split](Sl::Saver& s)
+        {
+            PsTest::writeIn(s, "input", In{split, 0});
+            for (float k : {1.0f, 2.0f, 3.0f})
+                PsFuncTest::writeCurve(s, {0.0f, 1.0f, false, false, {{0.0f, 1.0f, {0.0f, k}}}});
+        });
+    const uint8_t curve1 = fx.e().op(
+        Ps::OF_FuncCurvesFloat,
+        [split](Sl::Saver& s)
+        {
+            PsTest::writeIn(s, "input", In{split, 0});
+            PsFuncTest::writeCurve(s, {0.0f, 1.0f, false, false, {{0.0f, 1.0f, {4.0f, 8.0f}}}});
+        });
     auto r = fx.run({t, split, curves, curve1});
     EXPECT_EQ(vec3(0.5f, 1.0f, 1.5f), output<vec3>(r, curves));
     EXPECT_EQ(6.0f, output<float>(r, curve1));
@@ -271,22 +298,34 @@ TEST(PsFuncOps, PathGivesPositionAndDirection)
 {
     Effect fx;
     const uint8_t in = opOfExts(fx.e(), Ps::OF_FuncJoinVec2, {2.0f, 0.25f});
-    const uint8_t split = fx.e().op(Ps::OF_FuncSplitVec2, [in](Sl::Saver& s) { PsTest::writeIn(s, "input", In{in, 0}); });
-    auto writePath = [](Sl::Saver& s) {
-        PsFuncTest::writePath<vec3>(s, {{0.0f, 1.0f, {vec3(0, 0, 0), vec3(0, 2, 0), vec3(2, 2, 0)}}}, 4.0f);
+    const uint8_t split = fx.e().op(Ps::OF_FuncSplitVec2,
+                                    [in](Sl::Saver& s) {
+                                        PsTest::writeIn(s, "input", In{in, 0});
+                                    });
+    auto writePath = [](Sl::Saver& s)
+    {
+        PsFuncTest::writePath<vec3>(
+            s, {{0.0f, 1.0f, {vec3(0, 0, 0), vec3(0, 2, 0), vec3(2, 2, 0)}}}, 4.0f);
     };
-    const uint8_t beyond = fx.e().op(Ps::OF_FuncPathVec3, [split, writePath](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{split, 0});
-        writePath(s);
-    });
-    const uint8_t quarter = fx.e().op(Ps::OF_FuncPathVec3, [split, writePath](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{split, 1});
-        writePath(s);
-    });
-    const uint8_t path2 = fx.e().op(Ps::OF_FuncPathVec2, [split](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{split, 1});
-        PsFuncTest::writePath<vec2>(s, {{0.0f, 1.0f, {vec2(0, 0), vec2(8, 0)}}}, 8.0f);
-    });
+    const uint8_t beyond = fx.e().op(Ps::OF_FuncPathVec3,
+                                     [split, writePath](Sl::Saver& s)
+                                     {
+                                         PsTest::writeIn(s, "input", In{split, 0});
+                                         writePath(s);
+                                     });
+    const uint8_t quarter = fx.e().op(Ps::OF_FuncPathVec3,
+                                      [split, writePath](Sl::Saver& s)
+                                      {
+                                          PsTest::writeIn(s, "input", In{split, 1});
+                                          writePath(s);
+                                      });
+    const uint8_t path2 = fx.e().op(
+        Ps::OF_FuncPathVec2,
+        [split](Sl::Saver& s)
+        {
+            PsTest::writeIn(s, "input", In{split, 1});
+            PsFuncTest::writePath<vec2>(s, {{0.0f, 1.0f, {vec2(0, 0), vec2(8, 0)}}}, 8.0f);
+        });
     auto r = fx.run({in, split, beyond, quarter, path2});
     EXPECT_EQ(vec3(2, 2, 0), output<vec3>(r, beyond, 0));
     EXPECT_EQ(vec3(1, 0, 0), output<vec3>(r, beyond, 1));
@@ -301,15 +340,21 @@ TEST(PsFuncOps, AreaPlacesPointsInPaintedCells)
 {
     Effect fx(99);
     const uint8_t random = opOfExts(fx.e(), Ps::OF_FuncRandom, {0.0f, 1.0f});
-    const uint8_t area = fx.e().op(Ps::OF_FuncArea, [random](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{random, 0});
-        // 2 x 2 cells of 5 x 5 over (10, 20): only the lower right one painted.
-        PsFuncTest::writeArea(s, {10, 20, 10, 10, 2, 2, {0, 0, 0, 9}});
-    });
-    const uint8_t empty = fx.e().op(Ps::OF_FuncArea, [random](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{random, 0});
-        PsFuncTest::writeArea(s, {-3, 4, 10, 10, 2, 2, {0, 0, 0, 0}});
-    });
+    const uint8_t area =
+        fx.e().op(Ps::OF_FuncArea,
+                  [random](Sl::Saver& s)
+                  {
+                      PsTest::writeIn(s, "input", In{random, 0});
+                      // 2 x 2 cells of 5 x 5 over (10, 20): only the lower right one painted.
+                      PsFuncTest::writeArea(s, {10, 20, 10, 10, 2, 2, {0, 0, 0, 9}});
+                  });
+    const uint8_t empty =
+        fx.e().op(Ps::OF_FuncArea,
+                  [random](Sl::Saver& s)
+                  {
+                      PsTest::writeIn(s, "input", In{random, 0});
+                      PsFuncTest::writeArea(s, {-3, 4, 10, 10, 2, 2, {0, 0, 0, 0}});
+                  });
     auto r = fx.run({random, area, empty}, 1);
     for (int frame = 0; frame < 50; ++frame)
     {
@@ -325,27 +370,31 @@ TEST(PsFuncOps, AreaPlacesPointsInPaintedCells)
 
 // ---- Noise ---------------------------------------------------------------------
 
-uint8_t noiseOp(PsTest::EmitterWriter& e, uint8_t input, uint8_t type, float smoothness, float scale,
-                vec3 low, vec3 high, vec3 animation, bool additive)
+uint8_t noiseOp(PsTest::EmitterWriter& e, uint8_t input, uint8_t type, float smoothness,
+                float scale, vec3 low, vec3 high, vec3 animation, bool additive)
 {
-    return e.op(Ps::OF_FuncNoise3, [=](Sl::Saver& s) {
-        PsTest::writeIn(s, "input", In{input, 0});
-        PsTest::writeExt(s, "smoothness", smoothness);
-        PsTest::writeU8(s, "type", type);
-        PsTest::writeExt(s, "range_scale", scale);
-        PsTest::writeValue(s, "range_low", low);
-        PsTest::writeValue(s, "range_high", high);
-        PsTest::writeValue(s, "animation", animation);
-        PsTest::writeBool(s, "additive", additive);
-    });
+    return e.op(Ps::OF_FuncNoise3,
+                [=](Sl::Saver& s)
+                {
+                    PsTest::writeIn(s, "input", In{input, 0});
+                    PsTest::writeExt(s, "smoothness", smoothness);
+                    PsTest::writeU8(s, "type", type);
+                    PsTest::writeExt(s, "range_scale", scale);
+                    PsTest::writeValue(s, "range_low", low);
+                    PsTest::writeValue(s, "range_high", high);
+                    PsTest::writeValue(s, "animation", animation);
+                    PsTest::writeBool(s, "additive", additive);
+                });
 }
 
 TEST(PsFuncOps, NoiseFollowsTheSharedImage)
 {
     Effect fx;
     const uint8_t point = opOfExts(fx.e(), Ps::OF_FuncJoinVec3, {3.7f, -12.25f, 40.5f});
-    const uint8_t linear = noiseOp(fx.e(), point, 0, 20.0f, 2.0f, vec3(-1), vec3(1), vec3(0.5f, 0, 0), false);
-    const uint8_t cubic = noiseOp(fx.e(), point, 7, 20.0f, 2.0f, vec3(-1), vec3(1), vec3(0.5f, 0, 0), true);
+    const uint8_t linear =
+        noiseOp(fx.e(), point, 0, 20.0f, 2.0f, vec3(-1), vec3(1), vec3(0.5f, 0, 0), false);
+    const uint8_t cubic =
+        noiseOp(fx.e(), point, 7, 20.0f, 2.0f, vec3(-1), vec3(1), vec3(0.5f, 0, 0), true);
     const uint8_t time = fx.e().globSystemTime();
     auto r = fx.run({time, point, linear, cubic}, 4);
     // The system time as the chain saw it.
@@ -360,7 +409,8 @@ TEST(PsFuncOps, NoiseFollowsTheSharedImage)
     // Written out for the linear case.
     const vec3 moved = p + systemTime * vec3(0.5f, 0, 0);
     const vec3 s = image.getPixelLinearNorm(moved / 20.0f);
-    EXPECT_EQ(vec3(-2.0f) + (vec3(2.0f) - vec3(-2.0f)) * ((s + 1.0f) * 0.5f), output<vec3>(r, linear));
+    EXPECT_EQ(vec3(-2.0f) + (vec3(2.0f) - vec3(-2.0f)) * ((s + 1.0f) * 0.5f),
+              output<vec3>(r, linear));
 }
 
 TEST(PsFuncOps, NoiseRangeExampleStaysBelowFiveInX)
@@ -416,7 +466,7 @@ TEST(PsFuncOps, AdditiveNoiseAddsTheAnimatedPosition)
     additive.additive = true;
     const vec3 input(3.5f, 8.25f, -6.0f);
     const float systemTime = 4.0f;
-    const vec3 moved = input + systemTime * animation; // exact in float: (11.5, 4.25, -4)
+    const vec3 moved = input + systemTime * animation;  // exact in float: (11.5, 4.25, -4)
     const vec3 noise = plain.evaluate(image, input, 9.0f, 1.5f, systemTime);
     EXPECT_EQ(noise + moved, additive.evaluate(image, input, 9.0f, 1.5f, systemTime));
     // And the sample is taken at the animated point: no animation at an input
@@ -433,25 +483,29 @@ TEST(PsFuncOps, ForceMoveReadsItsListsOfForcesAndWinds)
     Effect fx;
     const uint8_t pos = opOfExts(fx.e(), Ps::OF_FuncJoinVec2, {1.0f, 2.0f});
     const uint8_t vel = opOfExts(fx.e(), Ps::OF_FuncJoinVec2, {0.0f, 3.0f});
-    const uint8_t noDrag = fx.e().op(Ps::OF_FuncForceMoveVec2, [pos, vel](Sl::Saver& s) {
-        PsTest::writeIn(s, "in_position", In{pos, 0});
-        PsTest::writeIn(s, "in_velocity", In{vel, 0});
-        PsTest::writeU8(s, "num_forces", 2);
-        PsTest::writeExt(s, "force", vec2(0, -10));
-        PsTest::writeExt(s, "force", In{pos, 0});
-        PsTest::writeU8(s, "num_velocities", 1);
-        PsTest::writeExt(s, "velocity", vec2(100, 0));
-        PsTest::writeExt(s, "drag", 0.0f);
-    });
-    const uint8_t drag = fx.e().op(Ps::OF_FuncForceMoveVec2, [pos, vel](Sl::Saver& s) {
-        PsTest::writeIn(s, "in_position", In{pos, 0});
-        PsTest::writeIn(s, "in_velocity", In{vel, 0});
-        PsTest::writeU8(s, "num_forces", 0);
-        PsTest::writeU8(s, "num_velocities", 2);
-        PsTest::writeExt(s, "velocity", vec2(4, 0));
-        PsTest::writeExt(s, "velocity", vec2(1, 0));
-        PsTest::writeExt(s, "drag", 3.0f);
-    });
+    const uint8_t noDrag = fx.e().op(Ps::OF_FuncForceMoveVec2,
+                                     [pos, vel](Sl::Saver& s)
+                                     {
+                                         PsTest::writeIn(s, "in_position", In{pos, 0});
+                                         PsTest::writeIn(s, "in_velocity", In{vel, 0});
+                                         PsTest::writeU8(s, "num_forces", 2);
+                                         PsTest::writeExt(s, "force", vec2(0, -10));
+                                         PsTest::writeExt(s, "force", In{pos, 0});
+                                         PsTest::writeU8(s, "num_velocities", 1);
+                                         PsTest::writeExt(s, "velocity", vec2(100, 0));
+                                         PsTest::writeExt(s, "drag", 0.0f);
+                                     });
+    const uint8_t drag = fx.e().op(Ps::OF_FuncForceMoveVec2,
+                                   [pos, vel](Sl::Saver& s)
+                                   {
+                                       PsTest::writeIn(s, "in_position", In{pos, 0});
+                                       PsTest::writeIn(s, "in_velocity", In{vel, 0});
+                                       PsTest::writeU8(s, "num_forces", 0);
+                                       PsTest::writeU8(s, "num_velocities", 2);
+                                       PsTest::writeExt(s, "velocity", vec2(4, 0));
+                                       PsTest::writeExt(s, "velocity", vec2(1, 0));
+                                       PsTest::writeExt(s, "drag", 3.0f);
+                                   });
     auto r = fx.run({pos, vel, noDrag, drag});
     // Drag 0: one semi-implicit step of the frame; the wind doesn't count.
     const vec2 F = vec2(0, -10) + vec2(1, 2);
@@ -465,7 +519,8 @@ TEST(PsFuncOps, ForceMoveReadsItsListsOfForcesAndWinds)
     Ps::forceMove<vec2>(p, v, nullptr, 0, winds, 2, 3.0f, kFrame);
     EXPECT_EQ(p, output<vec2>(r, drag, 0));
     EXPECT_EQ(v, output<vec2>(r, drag, 1));
-    const auto& op = static_cast<const Ps::FuncForceMove<vec2>&>(r.emitter().getEmitter().getOperation(drag));
+    const auto& op =
+        static_cast<const Ps::FuncForceMove<vec2>&>(r.emitter().getEmitter().getOperation(drag));
     EXPECT_EQ(0u, op.getNumForces());
     EXPECT_EQ(2u, op.getNumWinds());
 }
@@ -481,17 +536,21 @@ std::vector<unsigned char> compileExpr(const char* text, std::vector<Expr::Input
                                       parser.getOutputBuffer() + parser.getOutputBufferSize());
 }
 
-uint8_t expressionOp(PsTest::EmitterWriter& e, const std::vector<unsigned char>& code, std::vector<In> inputs)
+uint8_t expressionOp(PsTest::EmitterWriter& e, const std::vector<unsigned char>& code,
+                     std::vector<In> inputs)
 {
-    return e.op(Ps::OF_FuncExpression, [code, inputs](Sl::Saver& s) {
-        const uint32_t size = static_cast<uint32_t>(code.size());
-        PsTest::writeU32(s, "expr_data_size", size);
-        s.writeBinary("expr_data", code.data(), size);
-        PsTest::writeU32(s, "expr_pool_size", Expr::Executor::computePoolSizeNoObj(code.data(), size));
-        PsTest::writeU32(s, "num_inputs", static_cast<uint32_t>(inputs.size()));
-        for (const In& in : inputs)
-            PsTest::writeIn(s, "input", in);
-    });
+    return e.op(Ps::OF_FuncExpression,
+                [code, inputs](Sl::Saver& s)
+                {
+                    const uint32_t size = static_cast<uint32_t>(code.size());
+                    PsTest::writeU32(s, "expr_data_size", size);
+                    s.writeBinary("expr_data", code.data(), size);
+                    PsTest::writeU32(s, "expr_pool_size",
+                                     Expr::Executor::computePoolSizeNoObj(code.data(), size));
+                    PsTest::writeU32(s, "num_inputs", static_cast<uint32_t>(inputs.size()));
+                    for (const In& in : inputs)
+                        PsTest::writeIn(s, "input", in);
+                });
 }
 
 TEST(PsFuncOps, ExpressionRunsWithDtAsLastInput)
@@ -499,7 +558,8 @@ TEST(PsFuncOps, ExpressionRunsWithDtAsLastInput)
     Effect fx;
     const uint8_t a = opOfExts(fx.e(), Ps::OF_FuncJoinVec3, {1.0f, 2.0f, 3.0f});
     const uint8_t b = opOfExts(fx.e(), Ps::OF_FuncLerpFloat, {4.0f, 4.0f, 0.0f});
-    const auto code = compileExpr("a * b + vec3(dt, 0, 0)", {{"a", Expr::VT_Vec3}, {"b", Expr::VT_Float}});
+    const auto code =
+        compileExpr("a * b + vec3(dt, 0, 0)", {{"a", Expr::VT_Vec3}, {"b", Expr::VT_Float}});
     const uint8_t expr = expressionOp(fx.e(), code, {In{a, 0}, In{b, 0}});
     const auto scalar = compileExpr("b - 1", {{"b", Expr::VT_Float}});
     const uint8_t expr2 = expressionOp(fx.e(), scalar, {In{b, 0}});
@@ -507,7 +567,8 @@ TEST(PsFuncOps, ExpressionRunsWithDtAsLastInput)
     EXPECT_EQ(vec3(4, 8, 12) + vec3(kFrame, 0, 0), output<vec3>(r, expr));
     EXPECT_EQ(3.0f, output<float>(r, expr2));
     // Two inputs of the operation, three of the executor.
-    const auto& op = static_cast<const Ps::FuncExpression&>(r.emitter().getEmitter().getOperation(expr));
+    const auto& op =
+        static_cast<const Ps::FuncExpression&>(r.emitter().getEmitter().getOperation(expr));
     EXPECT_EQ(2u, op.getNumInputs());
     EXPECT_EQ(3u, op.getExecutor().getNumInputs());
     EXPECT_EQ(2u * sizeof(void*), op.getResultOffset());
@@ -533,4 +594,4 @@ TEST(PsFuncOps, ExpressionWithCorruptCodeIsRefused)
     EXPECT_ANY_THROW(PsTest::load(fx.writer.bytes()));
 }
 
-} // namespace
+}  // namespace

@@ -14,7 +14,8 @@ using Track2 = Ps::FuncPathTrack<glm::vec2>;
 using Track3 = Ps::FuncPathTrack<glm::vec3>;
 
 template <class T>
-PsFuncTest::Loaded<Ps::FuncPathTrack<T>> loadPath(const std::vector<PsFuncTest::PathSegmentData<T>>& segs)
+PsFuncTest::Loaded<Ps::FuncPathTrack<T>>
+loadPath(const std::vector<PsFuncTest::PathSegmentData<T>>& segs)
 {
     auto r = PsFuncTest::load<Ps::FuncPathTrack<T>>(
         PsFuncTest::bytesOf([&](Sl::Saver& s) { PsFuncTest::writePath<T>(s, segs, 123.0f); }));
@@ -136,9 +137,10 @@ TEST(PsFuncPath, PathOfNoLengthReadsItsFirstPoint)
 
 TEST(PsFuncPath, SegmentOfOnePointIsRefused)
 {
-    const auto bytes = PsFuncTest::bytesOf([](Sl::Saver& s) {
-        PsFuncTest::writePath<glm::vec2>(s, {{0.0f, 1.0f, {{1, 1}}}}, 0.0f);
-    });
+    const auto bytes = PsFuncTest::bytesOf(
+        [](Sl::Saver& s) {
+            PsFuncTest::writePath<glm::vec2>(s, {{0.0f, 1.0f, {{1, 1}}}}, 0.0f);
+        });
     EXPECT_THROW(PsFuncTest::load<Track2>(bytes), Debug::CheckException);
 }
 
@@ -157,4 +159,4 @@ TEST(PsFuncPath, NanInputReadsInsideTheArrays)
     EXPECT_TRUE(std::isnan(p.x));
 }
 
-} // namespace
+}  // namespace

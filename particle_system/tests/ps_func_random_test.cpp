@@ -118,4 +118,4 @@ TEST(PsFuncRandom, PlacedInPool)
     EXPECT_EQ(reference.generateUint32(), rng->generateUint32());
 }
 
-} // namespace
+}  // namespace

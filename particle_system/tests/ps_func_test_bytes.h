@@ -136,4 +136,4 @@ Loaded<T> load(const std::vector<std::uint8_t>& bytes)
     return r;
 }
 
-} // namespace PsFuncTest
+}  // namespace PsFuncTest

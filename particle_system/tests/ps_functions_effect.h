@@ -13,4 +13,4 @@ namespace PsTest
 
 std::vector<uint8_t> functionsEffect(uint32_t seed);
 
-} // namespace PsTest
+}  // namespace PsTest

@@ -110,9 +110,10 @@ TEST(PsFuzzSeeds, LoadAndRun)
     for (const auto& [name, bytes] : seeds())
     {
         std::ofstream out(std::string(folder) + "/" + name + ".bin", std::ios::binary);
-        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        out.write(reinterpret_cast<const char*>(bytes.data()),
+                  static_cast<std::streamsize>(bytes.size()));
         ASSERT_TRUE(out.good()) << name;
     }
 }
 
-} // namespace
+}  // namespace

@@ -26,7 +26,8 @@ float floatParam(const PsTest::Running& r, uint32_t op, uint32_t i, uint32_t emi
     const Ps::EmitterInst& inst = r.emitter(emitter);
     const Ps::Operation& operation = inst.getEmitter().getOperation(op);
     float v = 0.0f;
-    std::memcpy(&v, inst.getParticleDynamicDataAt(i) + operation.getParticleDataOffset(), sizeof(v));
+    std::memcpy(&v, inst.getParticleDynamicDataAt(i) + operation.getParticleDataOffset(),
+                sizeof(v));
     return v;
 }
 
@@ -65,7 +66,7 @@ struct BirthEffect
         effect.fps(fps).fixedSeed(5);
         emitter = &effect.emitter();
         emitter->generatorPeriodic(rate, startPhase, burst, fixedTime, fixedShots);  // 0
-        const uint8_t time = emitter->globTime();                                     // 1
+        const uint8_t time = emitter->globTime();                                    // 1
         emitter->parameter(In{time, 0}, Ps::VT_Float);                               // 2
         emitter->parameter(In{0, 0}, Ps::VT_Float);                                  // 3
         emitter->initBoth({1, 2, 3});
@@ -217,8 +218,8 @@ TEST(PsGeneratorPeriodic, MovingEmitterPlacesBirthsAlongTheStep)
 TEST(PsGeneratorPeriodic, RotationIsInterpolatedAlongTheStep)
 {
     BirthEffect e(2.0f, Ext(4.0f));
-    const uint8_t rot = e.emitter->globEmitterRot();                 // 4
-    e.emitter->parameter(In{rot, 0}, Ps::VT_Quat);                   // 5
+    const uint8_t rot = e.emitter->globEmitterRot();  // 4
+    e.emitter->parameter(In{rot, 0}, Ps::VT_Quat);    // 5
     e.emitter->initBoth({1, 2, 3, 4, 5});
     PsTest::Running r = PsTest::run(e.effect.bytes());
     // A quarter turn around z in one step: the first birth halfway.
@@ -229,7 +230,8 @@ TEST(PsGeneratorPeriodic, RotationIsInterpolatedAlongTheStep)
     for (uint32_t i : PsTest::activeParticles(r.emitter()))
     {
         glm::quat q;
-        std::memcpy(&q, r.emitter().getParticleDynamicDataAt(i) + op.getParticleDataOffset(), sizeof(q));
+        std::memcpy(&q, r.emitter().getParticleDynamicDataAt(i) + op.getParticleDataOffset(),
+                    sizeof(q));
         rotations.push_back(q);
     }
     ASSERT_EQ(rotations.size(), 2u);
@@ -269,8 +271,8 @@ TEST(PsGeneratorDistance, ShootsAlongTheWay)
 // the loop would never end, so such a step is refused with an assertion instead.
 TEST(PsGeneratorPeriodic, RateTooHighForOneStepIsRefused)
 {
-    for (float rate : {1e9f, 7e7f, std::numeric_limits<float>::max(),
-                       std::numeric_limits<float>::infinity()})
+    for (float rate :
+         {1e9f, 7e7f, std::numeric_limits<float>::max(), std::numeric_limits<float>::infinity()})
     {
         BirthEffect e(4.0f, Ext(rate));
         PsTest::Running r = PsTest::run(e.effect.bytes());
@@ -413,7 +415,8 @@ TEST(PsGeneratorDistance, ShotsFollowTheStepArithmeticExactly)
     std::vector<glm::vec3> positions;
     for (int f = 1; f <= 12; ++f)
     {
-        const glm::vec3 position(0.37f * static_cast<float>(f), 0.11f * static_cast<float>(f), 0.0f);
+        const glm::vec3 position(0.37f * static_cast<float>(f), 0.11f * static_cast<float>(f),
+                                 0.0f);
         frame(r, position);
         const glm::vec3 way = position - p0;
         const float d = std::sqrt(way.x * way.x + way.y * way.y + way.z * way.z);
@@ -436,4 +439,4 @@ TEST(PsGeneratorDistance, ShotsFollowTheStepArithmeticExactly)
     EXPECT_EQ(PsTest::activePositions(r.emitter()), positions);
 }
 
-} // namespace
+}  // namespace

@@ -82,8 +82,8 @@ TEST(PsLimits, FrameRateOutsideItsRangeIsRefusedByBothLoadingPasses)
         const std::string label = "fps " + std::to_string(fps);
         expectLimit([&] { firstPass(bytes); }, Ps::LimitException::LK_FrameRate,
                     {"frame rate", "1 to 1000"}, label);
-        expectLimit([&] { PsTest::load(bytes); }, Ps::LimitException::LK_FrameRate,
-                    {"frame rate"}, label);
+        expectLimit([&] { PsTest::load(bytes); }, Ps::LimitException::LK_FrameRate, {"frame rate"},
+                    label);
     }
     for (float fps : {1.0f, 30.0f, 1000.0f})
     {
@@ -103,22 +103,27 @@ TEST(PsLimits, PresimulationMustBeFiniteAndHoldAtMostTheFramesOfOneUpdate)
         const char* word;
     };
     const Row refused[] = {
-        {30.0f, kNaN, "not a finite"},      {30.0f, kInf, "not a finite"},
-        {30.0f, -1.0f, "not a finite"},     {30.0f, 120.1f, "3603 frames"},
-        {1.0f, 3601.0f, "3601 frames"},     {1000.0f, 3.61f, "3610 frames"},
+        {30.0f, kNaN, "not a finite"},
+        {30.0f, kInf, "not a finite"},
+        {30.0f, -1.0f, "not a finite"},
+        {30.0f, 120.1f, "3603 frames"},
+        {1.0f, 3601.0f, "3601 frames"},
+        {1000.0f, 3.61f, "3610 frames"},
         {30.0f, 2.6e6f, "more than the allowed 3600"},
     };
     for (const Row& row : refused)
     {
         const std::vector<uint8_t> bytes = effectAt(row.fps, row.presim);
-        const std::string label = "presim " + std::to_string(row.presim) + " at " + std::to_string(row.fps);
+        const std::string label =
+            "presim " + std::to_string(row.presim) + " at " + std::to_string(row.fps);
         expectLimit([&] { firstPass(bytes); }, Ps::LimitException::LK_PresimTime,
                     {"presimulation", row.word}, label);
         expectLimit([&] { PsTest::load(bytes); }, Ps::LimitException::LK_PresimTime,
                     {"presimulation"}, label);
     }
     // The longest presimulations run their frames inside the constructor, as any other.
-    const Row accepted[] = {{30.0f, 120.0f, ""}, {1.0f, 3600.0f, ""}, {4.0f, 900.0f, ""}, {30.0f, 1e-39f, ""}};
+    const Row accepted[] = {
+        {30.0f, 120.0f, ""}, {1.0f, 3600.0f, ""}, {4.0f, 900.0f, ""}, {30.0f, 1e-39f, ""}};
     for (const Row& row : accepted)
     {
         PsTest::Running r = PsTest::run(effectAt(row.fps, row.presim));
@@ -126,7 +131,8 @@ TEST(PsLimits, PresimulationMustBeFiniteAndHoldAtMostTheFramesOfOneUpdate)
         EXPECT_LE(r.get().getSubFrameTime(), r.get().getSystem().getFrameTime());
         if (row.presim > 1.0f)
         {
-            EXPECT_NEAR(row.presim, r.get().getTime() + r.get().getSubFrameTime(), row.presim * 1e-4f);
+            EXPECT_NEAR(row.presim, r.get().getTime() + r.get().getSubFrameTime(),
+                        row.presim * 1e-4f);
         }
     }
 }
@@ -151,8 +157,8 @@ TEST(PsLimits, DamagedSampleEffectIsRefusedWithWords)
 
 TEST(PsLimits, UpdateRefusesStepsBeyondItsBoundsAndKeepsTheInstance)
 {
-    const float refused[] = {kNaN, kInf, -kInf, -0.5f, -1e-30f, 1e30f,
-                             std::numeric_limits<float>::max(), 900.26f};
+    const float refused[] = {
+        kNaN, kInf, -kInf, -0.5f, -1e-30f, 1e30f, std::numeric_limits<float>::max(), 900.26f};
     for (float dt : refused)
     {
         PsTest::Running r = PsTest::run(effectAt(4.0f, 0.0f, 10.0f));
@@ -201,7 +207,8 @@ TEST(PsSystemInstUpdate, StepOfWholeFramesKeepsTheLastOneInTheAccumulator)
         float dt;
         float time;
         float subFrame;
-    } rows[] = {{0.5f, 0.25f, 0.25f}, {0.75f, 0.5f, 0.25f}, {1.25f, 1.0f, 0.25f}, {0.6f, 0.5f, 0.1f}};
+    } rows[] = {
+        {0.5f, 0.25f, 0.25f}, {0.75f, 0.5f, 0.25f}, {1.25f, 1.0f, 0.25f}, {0.6f, 0.5f, 0.1f}};
     for (const auto& row : rows)
     {
         PsTest::Running r = PsTest::run(effectAt(4.0f));
@@ -235,7 +242,8 @@ TEST(PsLimits, ShotsOfOneCallAreBounded)
     {
         PsTest::Running r = PsTest::run(effectAt(1.0f, 0.0f, cap + 1.0f));
         expectLimit([&] { r.get().updateFrame(glm::vec3(0.0f), PsTest::kIdentity); },
-                    Ps::LimitException::LK_ShotsPerFrame, {"4194304 times in one update"}, "one more");
+                    Ps::LimitException::LK_ShotsPerFrame, {"4194304 times in one update"},
+                    "one more");
     }
     {
         // The shots of all emitters count together, and those of every frame of one update().
@@ -260,9 +268,10 @@ TEST(PsLimits, ShotsOfOneCallAreBounded)
 // The memory of one instance: its block and its two debug meshes.
 uint64_t instanceMemory(const Ps::MemManagedSystemInst& holder)
 {
-    auto debugMesh = [](const Ps::Mesh& mesh) {
-        return Ps::Mesh::computePoolSizeWithMeshObject(mesh.getMaxVertices(), 3, false, true, nullptr,
-                                                       0, mesh.getMaxIndices());
+    auto debugMesh = [](const Ps::Mesh& mesh)
+    {
+        return Ps::Mesh::computePoolSizeWithMeshObject(mesh.getMaxVertices(), 3, false, true,
+                                                       nullptr, 0, mesh.getMaxIndices());
     };
     const Ps::SystemInst& inst = holder.get();
     return static_cast<uint64_t>(holder.getBlockSize()) + debugMesh(inst.getWireframeMesh()) +
@@ -281,16 +290,19 @@ TEST(PsLimits, MemoryBudgetOfTheContextBoundsTheEffectAndEachInstance)
         const auto shell = PsTest::load(effect.bytes());
         EXPECT_EQ(Ps::Limits::kDefaultMemoryBudget, PsTest::context().getMemoryBudget());
         expectLimit(
-            [&] { Ps::MemManagedSystemInst(shell->getSystem(), glm::vec3(0.0f), PsTest::kIdentity); },
+            [&]
+            { Ps::MemManagedSystemInst(shell->getSystem(), glm::vec3(0.0f), PsTest::kIdentity); },
             Ps::LimitException::LK_MemoryBudget,
-            {"one instance of the effect", "budget of 268435456 bytes (256.0 MiB)", "raise"}, "840 MB");
+            {"one instance of the effect", "budget of 268435456 bytes (256.0 MiB)", "raise"},
+            "840 MB");
     }
 
     // Exactly the need passes; a byte less is refused, before any block is made.
     Ps::MemManagedContext holder;
     Ps::Context& context = holder.get();
     const std::vector<uint8_t> bytes = effectAt(30.0f, 1.0f);
-    const Ps::MemManagedSystemShell shell(bytes.data(), static_cast<uint32_t>(bytes.size()), context);
+    const Ps::MemManagedSystemShell shell(bytes.data(), static_cast<uint32_t>(bytes.size()),
+                                          context);
     const Ps::System& system = shell.getSystem();
     const uint64_t need = Ps::SystemInst::computeMemoryNeed(system);
     {
@@ -299,21 +311,30 @@ TEST(PsLimits, MemoryBudgetOfTheContextBoundsTheEffectAndEachInstance)
         EXPECT_EQ(need, instanceMemory(inst));
     }
     context.setMemoryBudget(need - 1);
-    expectLimit([&] { Ps::MemManagedSystemInst(system, glm::vec3(0.0f), PsTest::kIdentity); },
-                Ps::LimitException::LK_MemoryBudget,
-                {"needs " + std::to_string(need) + " bytes", "budget of " + std::to_string(need - 1)},
-                "instance");
+    expectLimit(
+        [&] { Ps::MemManagedSystemInst(system, glm::vec3(0.0f), PsTest::kIdentity); },
+        Ps::LimitException::LK_MemoryBudget,
+        {"needs " + std::to_string(need) + " bytes", "budget of " + std::to_string(need - 1)},
+        "instance");
     // A host that gives the pool itself is held to the budget too.
     std::vector<uint64_t> pool(Ps::SystemInst::computePoolSize(system) / 8 + 1);
-    expectLimit([&] { Ps::SystemInst(reinterpret_cast<uint8_t*>(pool.data()), system, glm::vec3(0.0f), PsTest::kIdentity); },
-                Ps::LimitException::LK_MemoryBudget, {"one instance"}, "own pool");
+    expectLimit(
+        [&]
+        {
+            Ps::SystemInst(reinterpret_cast<uint8_t*>(pool.data()), system, glm::vec3(0.0f),
+                           PsTest::kIdentity);
+        },
+        Ps::LimitException::LK_MemoryBudget, {"one instance"}, "own pool");
 
     // The compiled effect's pool, against the budget right after the first pass.
     context.setMemoryBudget(shell.getPoolSize() - 1);
-    expectLimit([&] { Ps::MemManagedSystemShell(bytes.data(), static_cast<uint32_t>(bytes.size()), context); },
-                Ps::LimitException::LK_MemoryBudget, {"the compiled effect"}, "effect");
+    expectLimit(
+        [&]
+        { Ps::MemManagedSystemShell(bytes.data(), static_cast<uint32_t>(bytes.size()), context); },
+        Ps::LimitException::LK_MemoryBudget, {"the compiled effect"}, "effect");
     context.setMemoryBudget(shell.getPoolSize());
-    EXPECT_NO_THROW(Ps::MemManagedSystemShell(bytes.data(), static_cast<uint32_t>(bytes.size()), context));
+    EXPECT_NO_THROW(
+        Ps::MemManagedSystemShell(bytes.data(), static_cast<uint32_t>(bytes.size()), context));
 }
 
 // A misaligned cell in an expression's byte code is refused when the effect is loaded.
@@ -336,19 +357,24 @@ TEST(PsLimits, ExpressionCellsMustBeAligned)
         effect.fps(10.0f);
         EmitterWriter& e = effect.emitter();
         const uint8_t generator = e.generatorPeriodic(Ext(0.0f));
-        const uint8_t expr = e.op(Ps::OF_FuncExpression, [code](Sl::Saver& s) {
-            const uint32_t size = static_cast<uint32_t>(code.size());
-            PsTest::writeU32(s, "expr_data_size", size);
-            s.writeBinary("expr_data", code.data(), size);
-            PsTest::writeU32(s, "expr_pool_size", Expr::Executor::computePoolSizeNoObj(code.data(), size));
-            PsTest::writeU32(s, "num_inputs", 0);
-        });
+        const uint8_t expr =
+            e.op(Ps::OF_FuncExpression,
+                 [code](Sl::Saver& s)
+                 {
+                     const uint32_t size = static_cast<uint32_t>(code.size());
+                     PsTest::writeU32(s, "expr_data_size", size);
+                     s.writeBinary("expr_data", code.data(), size);
+                     PsTest::writeU32(s, "expr_pool_size",
+                                      Expr::Executor::computePoolSizeNoObj(code.data(), size));
+                     PsTest::writeU32(s, "num_inputs", 0);
+                 });
         e.generatorChain({expr, generator});
         if (offset == 4)
-            EXPECT_NO_THROW(PsTest::run(effect.bytes()).get().updateFrame(glm::vec3(0.0f), PsTest::kIdentity));
+            EXPECT_NO_THROW(
+                PsTest::run(effect.bytes()).get().updateFrame(glm::vec3(0.0f), PsTest::kIdentity));
         else
             EXPECT_THROW(PsTest::load(effect.bytes()), Debug::CheckException);
     }
 }
 
-} // namespace
+}  // namespace

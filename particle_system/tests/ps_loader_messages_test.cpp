@@ -73,27 +73,33 @@ std::vector<uint8_t> effectWithTexture(void (*writeTexture)(Sl::Saver&))
 TEST(PsLoaderMessages, TextureLengthOtherThanItsBytes)
 {
     // Stated longer and shorter than the binary value.
-    expectCheck(effectWithTexture([](Sl::Saver& s) {
-                    PsTest::writeU32(s, "length", 5);
-                    const uint8_t name[4] = {'a', 'b', 'c', 0};
-                    s.writeBinary("tex", name, 4);
-                }),
+    expectCheck(effectWithTexture(
+                    [](Sl::Saver& s)
+                    {
+                        PsTest::writeU32(s, "length", 5);
+                        const uint8_t name[4] = {'a', 'b', 'c', 0};
+                        s.writeBinary("tex", name, 4);
+                    }),
                 "dataSize == loader.readBinarySize()");
-    expectCheck(effectWithTexture([](Sl::Saver& s) {
-                    PsTest::writeU32(s, "length", 1);
-                    const uint8_t name[2] = {'a', 0};
-                    s.writeBinary("tex", name, 2);
-                }),
+    expectCheck(effectWithTexture(
+                    [](Sl::Saver& s)
+                    {
+                        PsTest::writeU32(s, "length", 1);
+                        const uint8_t name[2] = {'a', 0};
+                        s.writeBinary("tex", name, 2);
+                    }),
                 "dataSize == loader.readBinarySize()");
 }
 
 TEST(PsLoaderMessages, TextureNameWithItsNulLoads)
 {
-    const std::vector<uint8_t> bytes = effectWithTexture([](Sl::Saver& s) {
-        PsTest::writeU32(s, "length", 3);
-        const uint8_t name[3] = {'a', 'b', 0};
-        s.writeBinary("tex", name, 3);
-    });
+    const std::vector<uint8_t> bytes = effectWithTexture(
+        [](Sl::Saver& s)
+        {
+            PsTest::writeU32(s, "length", 3);
+            const uint8_t name[3] = {'a', 'b', 0};
+            s.writeBinary("tex", name, 3);
+        });
     // After the header byte, the revision group (size word, flag) and "num_materials" 0:
     // "num_textures" 1, "length" 3, then the binary: count 3 and the bytes with the NUL.
     const uint8_t expected[] = {0x04, 0x02, 0x00, 0x00, 0x01, 0x03, 0x03, 'a', 'b', 0x00};
@@ -108,12 +114,14 @@ TEST(PsLoaderMessages, TextureBytesCutShortAreEndOfBuffer)
 {
     // The stated length agrees with the binary count, but the bytes aren't there: the stream
     // ends inside the name.
-    std::vector<uint8_t> bytes = effectWithTexture([](Sl::Saver& s) {
-        PsTest::writeU32(s, "length", 200);
-        std::vector<uint8_t> name(200, 'x');
-        name.back() = 0;
-        s.writeBinary("tex", name.data(), 200);
-    });
+    std::vector<uint8_t> bytes = effectWithTexture(
+        [](Sl::Saver& s)
+        {
+            PsTest::writeU32(s, "length", 200);
+            std::vector<uint8_t> name(200, 'x');
+            name.back() = 0;
+            s.writeBinary("tex", name.data(), 200);
+        });
     bytes.resize(5 + 2 + 2 + 50);
     EXPECT_THROW(Ps::MemManagedSystemShell(bytes.data(), static_cast<uint32_t>(bytes.size()),
                                            PsTest::context()),
@@ -221,7 +229,7 @@ TEST(PsLoaderMessages, ConnectedEmitterNotLoadedYet)
     expectCheck(beyond.bytes(), "index < numEmitters_");
 }
 
-} // namespace
+}  // namespace
 
 namespace
 {
@@ -233,20 +241,19 @@ TEST(PsGenericOperations, ParametersUpdatersAndGlobals)
     EffectWriter effect;
     effect.fps(10.0f).fixedSeed(1);
     EmitterWriter& e = effect.emitter();
-    e.generatorPeriodic(Ext(1.0f), 1.0f, 1, std::nullopt, 1u);           // 0
+    e.generatorPeriodic(Ext(1.0f), 1.0f, 1, std::nullopt, 1u);            // 0
     const uint8_t glob = e.globParam(Ext(5.0f));                          // 1, in no chain
     const uint8_t updated = e.parameter(Ext(In{glob, 0}), Ps::VT_Float);  // 2
     const uint8_t life = e.parameterLifetime();                           // 3
     const uint8_t updater = e.parameterUpdater(Ps::VT_Float, updated, In{life, 0});
-    const uint8_t kept = e.parameter(Ext(In{glob, 0}), Ps::VT_Float);     // 5
+    const uint8_t kept = e.parameter(Ext(In{glob, 0}), Ps::VT_Float);  // 5
     e.initBoth({updated, kept}).updateChain({life, updater}).maxParticles(4);
 
     PsTest::Running r = PsTest::run(effect.bytes());
     Ps::EmitterInst& inst = r.emitter();
     const Ps::Emitter& emitter = inst.getEmitter();
-    const auto value = [&](uint8_t op) {
-        return *static_cast<const float*>(inst.getVoidPtrDynamicData(emitter.getOperation(op)));
-    };
+    const auto value = [&](uint8_t op)
+    { return *static_cast<const float*>(inst.getVoidPtrDynamicData(emitter.getOperation(op))); };
     const Ps::Operation& globOp = emitter.getOperation(glob);
     EXPECT_FALSE(globOp.getParticleDataDisplace());
     EXPECT_FALSE(emitter.getOperation(updater).getParticleDataDisplace());
@@ -265,4 +272,4 @@ TEST(PsGenericOperations, ParametersUpdatersAndGlobals)
     EXPECT_EQ(*static_cast<const float*>(inst.getVoidPtrStaticData(globOp)), 5.0f);
 }
 
-} // namespace
+}  // namespace

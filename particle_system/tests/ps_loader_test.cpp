@@ -44,7 +44,8 @@ EffectWriter richEffect()
     const uint8_t gen = parent.generatorPeriodic(Ext(20.0f), 0.5f, 3, 10.0f, std::nullopt);
     const uint8_t life = parent.parameterLifetime();
     const uint8_t pos = parent.parameterPositionIniter(true, Ext(glm::vec3(1.0f, 0.0f, 0.0f)));
-    const uint8_t vel = parent.parameterVelocityIniter(Ext(glm::vec3(0.0f, 1.0f, 0.0f)), true, false);
+    const uint8_t vel =
+        parent.parameterVelocityIniter(Ext(glm::vec3(0.0f, 1.0f, 0.0f)), true, false);
     const uint8_t time = parent.globTime();
     const uint8_t sys = parent.globSystemTime();
     const uint8_t count = parent.globNumParticles();
@@ -58,9 +59,10 @@ EffectWriter richEffect()
     const uint8_t runner = parent.parameterEmitter(0, false);
     const uint8_t param = parent.parameterEmitterParam(Ps::VT_Quat, In{erot, 0}, 0, 1, 0);
     const uint8_t term = parent.terminatorLess(In{life, 0}, Ext(In{gen, 1}));
-    const uint8_t path = parent.terminatorPath(
-        {{{0, glm::vec2(0.0f), glm::vec2(0.6f, 0.8f), 5.0f}},
-         {{1, glm::vec2(1.0f), glm::vec2(0.6f, 0.8f), 1.0f}, {2, glm::vec2(-1.0f), glm::vec2(0.6f, 0.8f), 1.0f}}});
+    const uint8_t path =
+        parent.terminatorPath({{{0, glm::vec2(0.0f), glm::vec2(0.6f, 0.8f), 5.0f}},
+                               {{1, glm::vec2(1.0f), glm::vec2(0.6f, 0.8f), 1.0f},
+                                {2, glm::vec2(-1.0f), glm::vec2(0.6f, 0.8f), 1.0f}}});
     const uint8_t distrib = parent.funcDistrib(Ext(glm::vec3(4.0f)));
     parent.generatorChain({time});
     parent.initChain({pos, vel, p2, initer, count});
@@ -210,7 +212,8 @@ TEST(PsLoader, TruncatedStreamsAreRefused)
         bool refused = false;
         try
         {
-            Ps::MemManagedSystemShell shell(bytes.data(), static_cast<uint32_t>(n), PsTest::context());
+            Ps::MemManagedSystemShell shell(bytes.data(), static_cast<uint32_t>(n),
+                                            PsTest::context());
         }
         catch (const Sl::Exception&)
         {
@@ -279,13 +282,15 @@ TEST(PsLoader, BrokenEmittersAreAssertions)
         // A constant of an unknown type.
         EffectWriter effect;
         EmitterWriter& e = effect.emitter();
-        e.op(Ps::OF_GeneratorDistance, [](Sl::Saver& s) {
-            Sl::ScopedSaverGroup ext("distance", s);
-            PsTest::writeBool(s, "ext", false);
-            PsTest::writeU8(s, "type", 7);
-            Sl::ScopedSaverGroup value(s);
-            PsTest::writeF32(s, "value", 1.0f);
-        });
+        e.op(Ps::OF_GeneratorDistance,
+             [](Sl::Saver& s)
+             {
+                 Sl::ScopedSaverGroup ext("distance", s);
+                 PsTest::writeBool(s, "ext", false);
+                 PsTest::writeU8(s, "type", 7);
+                 Sl::ScopedSaverGroup value(s);
+                 PsTest::writeF32(s, "value", 1.0f);
+             });
         expectRefused<Debug::CheckException>(effect.bytes());
     }
     {
@@ -369,13 +374,15 @@ TEST(PsLoader, GroupsWithAVersionAreRefused)
     EffectWriter effect;
     EmitterWriter& e = effect.emitter();
     e.generatorPeriodic(Ext(1.0f));
-    e.op(Ps::OF_GlobParamVec3, [](Sl::Saver& s) {
-        s.startGroup("default_value", 1);
-        PsTest::writeF32(s, "x", 1.0f);
-        PsTest::writeF32(s, "y", 1.0f);
-        PsTest::writeF32(s, "z", 1.0f);
-        s.endGroup();
-    });
+    e.op(Ps::OF_GlobParamVec3,
+         [](Sl::Saver& s)
+         {
+             s.startGroup("default_value", 1);
+             PsTest::writeF32(s, "x", 1.0f);
+             PsTest::writeF32(s, "y", 1.0f);
+             PsTest::writeF32(s, "z", 1.0f);
+             s.endGroup();
+         });
     expectRefused<Sl::OldLoaderVersionException>(effect.bytes());
 }
 
@@ -402,4 +409,4 @@ TEST(PsLoader, TextureLengthMustMatchItsBytes)
     expectRefused<Debug::CheckException>(saver.dataAsVector());
 }
 
-} // namespace
+}  // namespace

@@ -135,8 +135,8 @@ TEST(PsMeshFactory, QuadsHaveFourVerticesSixIndicesAndTheirPattern)
     EXPECT_EQ(0u, mesh->getNumVertices());
     EXPECT_EQ(0u, mesh->getNumIndices());
 
-    const std::vector<std::uint32_t> expected = {0, 3, 1, 1, 3, 2, 4, 7, 5,  5,  7,  6,
-                                                 8, 11, 9, 9, 11, 10};
+    const std::vector<std::uint32_t> expected = {0, 3, 1, 1, 3,  2, 4, 7,  5,
+                                                 5, 7, 6, 8, 11, 9, 9, 11, 10};
     const std::vector<std::uint32_t> got(mesh->getIndices(), mesh->getIndices() + 18);
     EXPECT_EQ(expected, got);
 }
@@ -304,4 +304,4 @@ TEST(PsMeshFactoryFactory, TruncatedEntryRaisesEndOfBuffer)
     EXPECT_THROW(factoryFactory.computePoolSize(loader), Sl::EndOfBufferException);
 }
 
-} // namespace
+}  // namespace

@@ -270,7 +270,7 @@ TEST(PsSystemInstRender, WireframeCopiesTheTrianglesAsLines)
     EXPECT_EQ(std::vector<uint32_t>(lines, lines + 6), (std::vector<uint32_t>{0, 3, 3, 1, 1, 0}));
 }
 
-} // namespace
+}  // namespace
 
 namespace
 {
@@ -311,7 +311,7 @@ TEST(PsSystemInstUpdate, FrameRotationsAreInterpolatedFromTheCallsStart)
     EffectWriter effect;
     effect.fps(10.0f).fixedSeed(3);
     EmitterWriter& emitter = effect.emitter();
-    emitter.generatorPeriodic(Ext(10.0f), 1.0f);  // 0
+    emitter.generatorPeriodic(Ext(10.0f), 1.0f);   // 0
     const uint8_t rot = emitter.globEmitterRot();  // 1
     emitter.parameter(In{rot, 0}, Ps::VT_Quat);    // 2
     emitter.initBoth({1, 2});
@@ -351,9 +351,9 @@ TEST(PsSystemInstUpdate, EachEmitterOfAFrameSeesTheFramesTime)
     for (int e = 0; e < 2; ++e)
     {
         EmitterWriter& emitter = effect.emitter();
-        emitter.generatorPeriodic(Ext(10.0f), 0.5f);                // 0: a birth at 0.05 s
-        const uint8_t time = emitter.globSystemTime();             // 1
-        emitter.parameter(In{time, 0}, Ps::VT_Float);              // 2
+        emitter.generatorPeriodic(Ext(10.0f), 0.5f);    // 0: a birth at 0.05 s
+        const uint8_t time = emitter.globSystemTime();  // 1
+        emitter.parameter(In{time, 0}, Ps::VT_Float);   // 2
         emitter.initBoth({1, 2});
         emitter.maxParticles(4);
     }
@@ -406,4 +406,4 @@ TEST(PsInterpolation, SlerpRules)
     EXPECT_EQ(t.z, s.z);
 }
 
-} // namespace
+}  // namespace

@@ -70,13 +70,13 @@ std::vector<uint8_t> pathEffect()
     EffectWriter effect;
     effect.fps(10.0f);
     EmitterWriter& emitter = effect.emitter();
-    emitter.generatorPeriodic(Ext(1.0f), 1.0f, 1, std::nullopt, 1u);  // 0
-    const uint8_t pos = emitter.globEmitterPos();                     // 1
-    const uint8_t upd = emitter.parameterPositionUpdater(In{pos, 0}); // 2
+    emitter.generatorPeriodic(Ext(1.0f), 1.0f, 1, std::nullopt, 1u);   // 0
+    const uint8_t pos = emitter.globEmitterPos();                      // 1
+    const uint8_t upd = emitter.parameterPositionUpdater(In{pos, 0});  // 2
     const float l = std::sqrt(2.0f);
-    emitter.terminatorPath({{{0, glm::vec2(0.0f), kDiag, 2.0f * l}},
-                            {{1, glm::vec2(-1.0f, -1.0f), kDiag, l},
-                             {2, glm::vec2(1.0f, -1.0f), kDiag, l}}});  // 3
+    emitter.terminatorPath(
+        {{{0, glm::vec2(0.0f), kDiag, 2.0f * l}},
+         {{1, glm::vec2(-1.0f, -1.0f), kDiag, l}, {2, glm::vec2(1.0f, -1.0f), kDiag, l}}});  // 3
     emitter.updateChain({pos, upd}).maxParticles(1);
     return effect.bytes();
 }
@@ -141,4 +141,4 @@ TEST(PsTerminatorPath, LoaderChecksTheTree)
                  Debug::CheckException);
 }
 
-} // namespace
+}  // namespace

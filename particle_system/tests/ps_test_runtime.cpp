@@ -52,4 +52,4 @@ std::vector<glm::vec3> activePositions(const Ps::EmitterInst& inst)
     return result;
 }
 
-} // namespace PsTest
+}  // namespace PsTest

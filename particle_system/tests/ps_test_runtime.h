@@ -44,4 +44,4 @@ Running run(const std::vector<uint8_t>& bytes, const glm::vec3& position = glm::
 std::vector<uint32_t> activeParticles(const Ps::EmitterInst& inst);
 std::vector<glm::vec3> activePositions(const Ps::EmitterInst& inst);
 
-} // namespace PsTest
+}  // namespace PsTest

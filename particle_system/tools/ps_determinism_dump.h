@@ -38,8 +38,8 @@ namespace PsDeterminism
 
 struct Summary
 {
-    uint32_t maxParticles = 0;     // the most particles alive at a snapshot
-    uint32_t finalVertices = 0;    // vertices in all meshes after the construct
+    uint32_t maxParticles = 0;   // the most particles alive at a snapshot
+    uint32_t finalVertices = 0;  // vertices in all meshes after the construct
     uint32_t finalRenderCalls = 0;
 };
 
@@ -100,7 +100,8 @@ inline std::vector<ValueSlot> particleValueSlots(Ps::EmitterInst& emitter)
             const uint8_t* at = static_cast<const uint8_t*>(output.getVoidPtr(emitter));
             const uint32_t size = valueSize(output.getValueType());
             if (at >= begin && at + size <= begin + op.getParticleDataSize())
-                slots.push_back({op.getParticleDataOffset() + static_cast<uint32_t>(at - begin), size});
+                slots.push_back(
+                    {op.getParticleDataOffset() + static_cast<uint32_t>(at - begin), size});
         }
     }
     return slots;
@@ -145,8 +146,10 @@ inline void writeMeshes(Record& record, const Ps::SystemInst& inst, Summary& sum
         const Ps::Mesh& mesh = inst.getMesh(m);
         record.u32(mesh.getNumVertices());
         record.u32(mesh.getNumIndices());
-        record.bytes(mesh.getVertices(), static_cast<size_t>(mesh.getNumVertices()) * mesh.getVertexStride());
-        record.bytes(mesh.getIndices(), static_cast<size_t>(mesh.getNumIndices()) * sizeof(uint32_t));
+        record.bytes(mesh.getVertices(),
+                     static_cast<size_t>(mesh.getNumVertices()) * mesh.getVertexStride());
+        record.bytes(mesh.getIndices(),
+                     static_cast<size_t>(mesh.getNumIndices()) * sizeof(uint32_t));
         summary.finalVertices += mesh.getNumVertices();
     }
     record.u32(inst.getNumRenderCalls());
@@ -172,7 +175,8 @@ inline std::vector<uint8_t> runAndRecord(const Ps::System& system, uint32_t fram
     Ps::MemManagedSystemInst holder(system, glm::vec3(0.0f), glm::quat(1.0f, 0.0f, 0.0f, 0.0f));
     Ps::SystemInst& inst = holder.get();
     // Two fixed turns, taken in turn, so that the interpolation of rotations runs.
-    const glm::quat turns[2] = {glm::quat(0.8f, 0.0f, 0.0f, 0.6f), glm::quat(0.6f, 0.0f, 0.8f, 0.0f)};
+    const glm::quat turns[2] = {glm::quat(0.8f, 0.0f, 0.0f, 0.6f),
+                                glm::quat(0.6f, 0.0f, 0.8f, 0.0f)};
 
     Record record;
     record.u32(0);  // the number of snapshots, filled in below
@@ -195,10 +199,10 @@ inline std::vector<uint8_t> runAndRecord(const Ps::System& system, uint32_t fram
         }
     }
     std::memcpy(record.data().data(), &snapshots, sizeof snapshots);
-    inst.construct(glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f), glm::vec3(1.0f, 0.0f, 0.0f),
-                   std::nullopt);
+    inst.construct(glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f),
+                   glm::vec3(1.0f, 0.0f, 0.0f), std::nullopt);
     writeMeshes(record, inst, s);
     return std::move(record.data());
 }
 
-} // namespace PsDeterminism
+}  // namespace PsDeterminism

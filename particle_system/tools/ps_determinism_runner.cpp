@@ -32,7 +32,8 @@ int main(int argc, char** argv)
         std::cerr << "error: cannot read " << argv[1] << "\n";
         return 2;
     }
-    const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
+                                     std::istreambuf_iterator<char>());
 #ifdef __OPTIMIZE__
     std::cout << "optimised 1\n";
 #else
@@ -41,12 +42,15 @@ int main(int argc, char** argv)
     try
     {
         Ps::MemManagedContext context;
-        Ps::MemManagedSystemShell shell(bytes.data(), static_cast<uint32_t>(bytes.size()), context.get());
+        Ps::MemManagedSystemShell shell(bytes.data(), static_cast<uint32_t>(bytes.size()),
+                                        context.get());
         PsDeterminism::Summary summary;
-        const std::vector<uint8_t> record = PsDeterminism::runAndRecord(
-            shell.getSystem(), static_cast<uint32_t>(frames), static_cast<uint32_t>(every), &summary);
+        const std::vector<uint8_t> record =
+            PsDeterminism::runAndRecord(shell.getSystem(), static_cast<uint32_t>(frames),
+                                        static_cast<uint32_t>(every), &summary);
         std::ofstream out(argv[4], std::ios::binary | std::ios::trunc);
-        out.write(reinterpret_cast<const char*>(record.data()), static_cast<std::streamsize>(record.size()));
+        out.write(reinterpret_cast<const char*>(record.data()),
+                  static_cast<std::streamsize>(record.size()));
         if (!out)
         {
             std::cerr << "error: cannot write " << argv[4] << "\n";

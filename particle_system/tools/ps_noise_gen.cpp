@@ -49,7 +49,7 @@ struct ComponentTarget
     double high;
     double mean;
     double deviation;
-    double topClipShare; // < 0: free
+    double topClipShare;  // < 0: free
 };
 
 const ComponentTarget kTargets[3] = {
@@ -66,10 +66,7 @@ const float kPinned[4][3] = {
     {0.372437f, 0.519844f, -0.76869f},
 };
 
-int index(int x, int y, int z)
-{
-    return ((z & kMask) * kSize + (y & kMask)) * kSize + (x & kMask);
-}
+int index(int x, int y, int z) { return ((z & kMask) * kSize + (y & kMask)) * kSize + (x & kMask); }
 
 std::uint32_t hash32(std::uint32_t v)
 {
@@ -90,7 +87,8 @@ std::vector<double> normalisedField(std::uint32_t component)
     for (int i = 0; i < kCount; ++i)
     {
         // Each component hashes its own range of indices.
-        const std::uint32_t h = hash32(static_cast<std::uint32_t>(i) + component * static_cast<std::uint32_t>(kCount));
+        const std::uint32_t h =
+            hash32(static_cast<std::uint32_t>(i) + component * static_cast<std::uint32_t>(kCount));
         a[i] = static_cast<std::int64_t>(h >> 16) - 32768;
     }
     static const std::int64_t kernel[4] = {4, 13, 13, 4};
@@ -139,16 +137,13 @@ struct Moments
     int clippedHigh;
 };
 
-double clip(double v, double low, double high)
-{
-    return v < low ? low : (v > high ? high : v);
-}
+double clip(double v, double low, double high) { return v < low ? low : (v > high ? high : v); }
 
 Moments moments(const std::vector<double>& h, double mu, double sigma, const ComponentTarget& t)
 {
-    double s1 = 0.0, s2 = 0.0;       // sums of clipped v and v^2
-    double n = 0.0, sh = 0.0;        // unclipped count and sum of h
-    double sv = 0.0, svh = 0.0;      // unclipped sums of v and v h
+    double s1 = 0.0, s2 = 0.0;   // sums of clipped v and v^2
+    double n = 0.0, sh = 0.0;    // unclipped count and sum of h
+    double sv = 0.0, svh = 0.0;  // unclipped sums of v and v h
     int high = 0;
     for (double hv : h)
     {
@@ -344,7 +339,7 @@ std::uint64_t fnv1a(const std::vector<unsigned char>& bytes)
     return h;
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char** argv)
 {

@@ -9,7 +9,8 @@
 #include "scintari_command.h"
 #include "scintari_numbers.h"
 
-namespace {
+namespace
+{
 
 const char* const help =
     "scintari rng <seed> <n>\n"
@@ -32,30 +33,34 @@ const char* const help =
     "\n"
     "  Bad arguments print a usage message on standard error (exit code 1).\n";
 
-int usage(const std::string& why) {
-  std::cerr << "scintari rng: " << why << "\nusage: scintari rng <seed> <n>\n";
-  return 1;
+int usage(const std::string& why)
+{
+    std::cerr << "scintari rng: " << why << "\nusage: scintari rng <seed> <n>\n";
+    return 1;
 }
 
-int runRng(const std::vector<std::string>& args) {
-  if (args.size() != 2) return usage("expected a seed and a count");
-  std::uint64_t seed = 0, count = 0;
-  std::string why;
-  if (!Scintari::parseWhole(args[0], {"the seed", 0, 0xFFFFFFFFull, true}, seed, why) ||
-      !Scintari::parseWhole(args[1], {"the count", 0, 1000000}, count, why))
-    return usage(why);
+int runRng(const std::vector<std::string>& args)
+{
+    if (args.size() != 2)
+        return usage("expected a seed and a count");
+    std::uint64_t seed = 0, count = 0;
+    std::string why;
+    if (!Scintari::parseWhole(args[0], {"the seed", 0, 0xFFFFFFFFull, true}, seed, why) ||
+        !Scintari::parseWhole(args[1], {"the count", 0, 1000000}, count, why))
+        return usage(why);
 
-  Ps::RandomGenerator words(static_cast<std::uint32_t>(seed));
-  Ps::RandomGenerator floats(static_cast<std::uint32_t>(seed));
-  std::printf("seed: %" PRIu32 "\n", static_cast<std::uint32_t>(seed));
-  std::printf("state: %" PRIu32 " %" PRIu32 " %" PRIu32 "\n", words.getS1(), words.getS2(),
-              words.getS3());
-  for (std::uint64_t i = 0; i < count; ++i) {
-    const std::uint32_t u = words.generateUint32();
-    const float f = floats.generateNormFloat();
-    std::printf("%" PRIu64 " %" PRIu32 " %.9g\n", i, u, static_cast<double>(f));
-  }
-  return 0;
+    Ps::RandomGenerator words(static_cast<std::uint32_t>(seed));
+    Ps::RandomGenerator floats(static_cast<std::uint32_t>(seed));
+    std::printf("seed: %" PRIu32 "\n", static_cast<std::uint32_t>(seed));
+    std::printf("state: %" PRIu32 " %" PRIu32 " %" PRIu32 "\n", words.getS1(), words.getS2(),
+                words.getS3());
+    for (std::uint64_t i = 0; i < count; ++i)
+    {
+        const std::uint32_t u = words.generateUint32();
+        const float f = floats.generateNormFloat();
+        std::printf("%" PRIu64 " %" PRIu32 " %.9g\n", i, u, static_cast<double>(f));
+    }
+    return 0;
 }
 
 const Scintari::CommandRegistration registration(Scintari::Command{

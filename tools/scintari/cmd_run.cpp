@@ -22,7 +22,8 @@
 #include "scintari_input.h"
 #include "scintari_numbers.h"
 
-namespace {
+namespace
+{
 
 const char* const kHelp =
     "scintari run <file> [options]\n"
@@ -82,240 +83,319 @@ const Scintari::RealRule kUpdateDtRule{"--update-dt", 0.000001, 3600.0};
 const Scintari::WholeRule kEveryRule{"--every", 1, kMaxSteps};
 const Scintari::WholeRule kSeedRule{"--seed", 0, 0xFFFFFFFFull, true};
 
-struct Options {
-  std::string file;
-  std::optional<uint64_t> frames;
-  std::optional<double> seconds;
-  std::optional<double> updateDt;
-  uint64_t every = 0;
-  std::optional<uint64_t> seed;
-  bool dumpParticles = false;
-  bool dumpMesh = false;
-  Scintari::MeshDumpCamera camera;
+struct Options
+{
+    std::string file;
+    std::optional<uint64_t> frames;
+    std::optional<double> seconds;
+    std::optional<double> updateDt;
+    uint64_t every = 0;
+    std::optional<uint64_t> seed;
+    bool dumpParticles = false;
+    bool dumpMesh = false;
+    Scintari::MeshDumpCamera camera;
 };
 
-int usage(const std::string& message) {
-  std::cerr << "scintari run: " << message << "\n";
-  return 1;
+int usage(const std::string& message)
+{
+    std::cerr << "scintari run: " << message << "\n";
+    return 1;
 }
 
-int refused(const Options& options, const std::string& message) {
-  std::cerr << "scintari run: " << options.file << ": " << message << "\n";
-  return 2;
+int refused(const Options& options, const std::string& message)
+{
+    std::cerr << "scintari run: " << options.file << ": " << message << "\n";
+    return 2;
 }
 
 // The whole steps of `stepLength` seconds that `seconds` hold, or nothing beyond kMaxSteps.
 // The frame time is a float near 1 / fps, so the quotient may fall a hair short of the whole
 // number it stands for (1 / float(1 / 30) is 29.9999984): a few float roundings of slack
 // count it whole, far less than any step the user could mean.
-std::optional<uint64_t> stepsIn(double seconds, double stepLength) {
-  const double holds = seconds / stepLength * (1.0 + 0x1p-22);
-  if (!(holds >= 0.0 && holds < static_cast<double>(kMaxSteps) + 1.0)) return std::nullopt;
-  return static_cast<uint64_t>(std::floor(holds));
+std::optional<uint64_t> stepsIn(double seconds, double stepLength)
+{
+    const double holds = seconds / stepLength * (1.0 + 0x1p-22);
+    if (!(holds >= 0.0 && holds < static_cast<double>(kMaxSteps) + 1.0))
+        return std::nullopt;
+    return static_cast<uint64_t>(std::floor(holds));
 }
 
-std::string num(double v) {
-  char buffer[64];
-  std::snprintf(buffer, sizeof(buffer), "%g", v);
-  return buffer;
+std::string num(double v)
+{
+    char buffer[64];
+    std::snprintf(buffer, sizeof(buffer), "%g", v);
+    return buffer;
 }
 
-void printStats(std::ostream& out, const Ps::SystemInst& inst) {
-  const Ps::SystemInst::Stats& stats = inst.getStats();
-  for (size_t i = 0; i < stats.emitters.size(); ++i)
-    out << "stats " << i << " instances " << stats.emitters[i].numEmitters << " particles "
-        << stats.emitters[i].numParticles << " polygons " << stats.emitters[i].numPolygons << "\n";
+void printStats(std::ostream& out, const Ps::SystemInst& inst)
+{
+    const Ps::SystemInst::Stats& stats = inst.getStats();
+    for (size_t i = 0; i < stats.emitters.size(); ++i)
+        out << "stats " << i << " instances " << stats.emitters[i].numEmitters << " particles "
+            << stats.emitters[i].numParticles << " polygons " << stats.emitters[i].numPolygons
+            << "\n";
 }
 
-void dumpInstance(std::ostream& out, const Ps::EmitterInst& inst, const std::string& path) {
-  out << "instance " << path << " emitter " << inst.getEmitter().getIndex() << " particles "
-      << inst.getNumActiveParticles() << "\n";
-  std::optional<uint32_t> head = inst.getHead();
-  if (!head) return;
-  std::vector<uint32_t> order;
-  for (uint32_t i = *head;; i = inst.getLink(i)) {
-    order.push_back(i);
-    if (inst.getLink(i) == i) break;
-  }
-  for (uint32_t i : order) {
-    const Ps::ParticleInfo& info = inst.getParticleInfoAt(i);
-    out << "particle " << i << " " << num(info.position.x) << " " << num(info.position.y) << " "
-        << num(info.position.z) << (info.waitingForDelete_ ? " waiting" : "") << "\n";
-  }
-  const uint32_t numConnected = inst.getEmitter().getNumConnectedEmitters();
-  for (uint32_t i : order)
-    for (uint32_t c = 0; c < numConnected; ++c)
-      dumpInstance(out, *inst.getParticleInfoAt(i).connectedEmitters[c],
-                   path + "/" + std::to_string(i) + "." + std::to_string(c));
-}
-
-int runEffect(const Options& options) {
-  std::vector<uint8_t> bytes;
-  std::string why;
-  if (!Scintari::readInputFile(options.file, bytes, why)) {
-    std::cerr << "scintari run: " << why << "\n";
-    return 2;
-  }
-  std::ostream& out = std::cout;
-  out << "effect " << options.file << " bytes " << bytes.size() << "\n";
-
-  Ps::MemManagedContext context;
-  const std::unique_ptr<Ps::MemManagedSystemShell> shell =
-      Scintari::loadEffect(bytes, context.get(), why);
-  if (!shell) return refused(options, why);
-  const Ps::System& system = shell->getSystem();
-  out << "pool computed " << shell->getPoolSize() << " used " << shell->getUsedPoolSize() << "\n";
-
-  std::string seedText = "seed clock";
-  if (const std::optional<uint32_t> seed = system.retrieveSeed()) {
-    seedText = "seed fixed " + std::to_string(*seed);
-  } else if (options.seed) {
-    context.get().seedRandom(static_cast<uint32_t>(*options.seed));
-    seedText = "seed context " + std::to_string(*options.seed);
-  }
-
-  // Steps: frames of the effect, or update() calls of the host's step.
-  const double stepLength = options.updateDt ? *options.updateDt : system.getFrameTime();
-  uint64_t steps = 30;
-  if (options.frames) {
-    steps = *options.frames;
-  } else if (options.seconds) {
-    const std::optional<uint64_t> held = stepsIn(*options.seconds, stepLength);
-    if (!held) {
-      std::cerr << "scintari run: --seconds " << num(*options.seconds) << " holds more than the "
-                << kMaxSteps << " steps a run may have, at " << num(stepLength) << " s each\n";
-      return 1;
+void dumpInstance(std::ostream& out, const Ps::EmitterInst& inst, const std::string& path)
+{
+    out << "instance " << path << " emitter " << inst.getEmitter().getIndex() << " particles "
+        << inst.getNumActiveParticles() << "\n";
+    std::optional<uint32_t> head = inst.getHead();
+    if (!head)
+        return;
+    std::vector<uint32_t> order;
+    for (uint32_t i = *head;; i = inst.getLink(i))
+    {
+        order.push_back(i);
+        if (inst.getLink(i) == i)
+            break;
     }
-    steps = *held;
-  }
-
-  std::unique_ptr<Ps::MemManagedSystemInst> holder;
-  try {
-    holder = std::make_unique<Ps::MemManagedSystemInst>(system, glm::vec3(0.0f),
-                                                        glm::quat(1.0f, 0.0f, 0.0f, 0.0f));
-  } catch (const std::exception& e) {
-    return refused(options, Scintari::describeFailure(e) + " (while starting it)");
-  }
-  Ps::SystemInst& inst = holder->get();
-  out << "instance_block " << holder->getBlockSize() << "\n";
-  out << "fps " << num(1.0 / system.getFrameTime()) << " frame_time " << num(system.getFrameTime())
-      << " presim " << num(system.getPresimTime()) << " " << seedText << "\n";
-  out << "emitters " << system.getNumEmitters() << " standalone " << inst.getNumEmitterInsts()
-      << "\n";
-  for (uint32_t i = 0; i < system.getNumEmitters(); ++i) {
-    const Ps::Emitter& emitter = system.getEmitter(i);
-    out << "emitter " << i << " max_particles " << emitter.getMaxNumParticles() << " deep "
-        << emitter.getMaxNumParticlesDeep() << " operations " << emitter.getNumOperations()
-        << " standalone " << (emitter.isStandalone() ? 1 : 0) << " sorting "
-        << static_cast<int>(emitter.getSorting()) << " connected "
-        << emitter.getNumConnectedEmitters() << "\n";
-  }
-
-  const glm::vec3 position(0.0f);
-  const glm::quat rotation(1.0f, 0.0f, 0.0f, 0.0f);
-  const std::optional<Ps::RenderConfig> config;
-  auto constructAll = [&]() {
-    inst.construct(glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f),
-                   glm::vec3(1.0f, 0.0f, 0.0f), config);
-  };
-  uint64_t k = 1;
-  try {
-    for (; k <= steps; ++k) {
-      if (options.updateDt)
-        inst.update(position, rotation, static_cast<float>(*options.updateDt));
-      else
-        inst.updateFrame(position, rotation);
-      if (options.every > 0 && k % options.every == 0) {
-        constructAll();
-        out << "frame " << k << " time " << num(inst.getTime()) << " particles "
-            << inst.getStats().numParticles << " polygons " << inst.getStats().numPolygons << "\n";
-        printStats(out, inst);
-      }
+    for (uint32_t i : order)
+    {
+        const Ps::ParticleInfo& info = inst.getParticleInfoAt(i);
+        out << "particle " << i << " " << num(info.position.x) << " " << num(info.position.y) << " "
+            << num(info.position.z) << (info.waitingForDelete_ ? " waiting" : "") << "\n";
     }
-    constructAll();
-  } catch (const std::exception& e) {
-    const std::string when = k <= steps ? " (in step " + std::to_string(k) + ")"
-                                        : " (while building its geometry)";
-    return refused(options, Scintari::describeFailure(e) + when);
-  }
-  out << "end steps " << steps << " time " << num(inst.getTime()) << " sub_frame "
-      << num(inst.getSubFrameTime()) << " particles " << inst.getStats().numParticles
-      << " polygons " << inst.getStats().numPolygons << " render_calls "
-      << inst.getNumRenderCalls() << "\n";
-  printStats(out, inst);
-  if (options.dumpParticles)
-    for (uint32_t i = 0; i < inst.getNumEmitterInsts(); ++i)
-      dumpInstance(out, inst.getEmitterInst(i), std::to_string(i));
-  if (options.dumpMesh) {
-    try {
-      Scintari::dumpMeshes(out, inst, options.camera);
-    } catch (const std::exception& e) {
-      return refused(options, Scintari::describeFailure(e) + " (while building its geometry)");
-    }
-  }
-  return 0;
+    const uint32_t numConnected = inst.getEmitter().getNumConnectedEmitters();
+    for (uint32_t i : order)
+        for (uint32_t c = 0; c < numConnected; ++c)
+            dumpInstance(out, *inst.getParticleInfoAt(i).connectedEmitters[c],
+                         path + "/" + std::to_string(i) + "." + std::to_string(c));
 }
 
-int run(const std::vector<std::string>& args) {
-  Options options;
-  for (size_t i = 0; i < args.size(); ++i) {
-    const std::string& arg = args[i];
-    auto value = [&](const char* name) -> const std::string* {
-      if (i + 1 >= args.size()) {
-        usage(std::string(name) + " needs a value");
-        return nullptr;
-      }
-      return &args[++i];
-    };
+int runEffect(const Options& options)
+{
+    std::vector<uint8_t> bytes;
     std::string why;
-    if (arg == "--frames") {
-      const std::string* v = value("--frames");
-      uint64_t n = 0;
-      if (!v) return 1;
-      if (!Scintari::parseWhole(*v, kFramesRule, n, why)) return usage(why);
-      options.frames = n;
-    } else if (arg == "--seconds") {
-      const std::string* v = value("--seconds");
-      double s = 0.0;
-      if (!v) return 1;
-      if (!Scintari::parseReal(*v, kSecondsRule, s, why)) return usage(why);
-      options.seconds = s;
-    } else if (arg == "--update-dt") {
-      const std::string* v = value("--update-dt");
-      double s = 0.0;
-      if (!v) return 1;
-      if (!Scintari::parseReal(*v, kUpdateDtRule, s, why)) return usage(why);
-      options.updateDt = s;
-    } else if (arg == "--every") {
-      const std::string* v = value("--every");
-      uint64_t n = 0;
-      if (!v) return 1;
-      if (!Scintari::parseWhole(*v, kEveryRule, n, why)) return usage(why);
-      options.every = n;
-    } else if (arg == "--seed") {
-      const std::string* v = value("--seed");
-      uint64_t n = 0;
-      if (!v) return 1;
-      if (!Scintari::parseWhole(*v, kSeedRule, n, why)) return usage(why);
-      options.seed = n;
-    } else if (arg == "--dump-particles") {
-      options.dumpParticles = true;
-    } else if (arg == "--dump-mesh") {
-      options.dumpMesh = true;
-    } else if (arg == "--camera") {
-      std::string why;
-      if (!Scintari::parseMeshDumpCamera(args, i, options.camera, why)) return usage(why);
-    } else if (!arg.empty() && arg[0] == '-') {
-      return usage("unknown option '" + arg + "'");
-    } else if (options.file.empty()) {
-      options.file = arg;
-    } else {
-      return usage("one file only");
+    if (!Scintari::readInputFile(options.file, bytes, why))
+    {
+        std::cerr << "scintari run: " << why << "\n";
+        return 2;
     }
-  }
-  if (options.file.empty()) return usage("no file given; see scintari help run");
-  if (options.frames && options.seconds) return usage("--frames and --seconds exclude each other");
-  return runEffect(options);
+    std::ostream& out = std::cout;
+    out << "effect " << options.file << " bytes " << bytes.size() << "\n";
+
+    Ps::MemManagedContext context;
+    const std::unique_ptr<Ps::MemManagedSystemShell> shell =
+        Scintari::loadEffect(bytes, context.get(), why);
+    if (!shell)
+        return refused(options, why);
+    const Ps::System& system = shell->getSystem();
+    out << "pool computed " << shell->getPoolSize() << " used " << shell->getUsedPoolSize() << "\n";
+
+    std::string seedText = "seed clock";
+    if (const std::optional<uint32_t> seed = system.retrieveSeed())
+    {
+        seedText = "seed fixed " + std::to_string(*seed);
+    }
+    else if (options.seed)
+    {
+        context.get().seedRandom(static_cast<uint32_t>(*options.seed));
+        seedText = "seed context " + std::to_string(*options.seed);
+    }
+
+    // Steps: frames of the effect, or update() calls of the host's step.
+    const double stepLength = options.updateDt ? *options.updateDt : system.getFrameTime();
+    uint64_t steps = 30;
+    if (options.frames)
+    {
+        steps = *options.frames;
+    }
+    else if (options.seconds)
+    {
+        const std::optional<uint64_t> held = stepsIn(*options.seconds, stepLength);
+        if (!held)
+        {
+            std::cerr << "scintari run: --seconds " << num(*options.seconds)
+                      << " holds more than the " << kMaxSteps << " steps a run may have, at "
+                      << num(stepLength) << " s each\n";
+            return 1;
+        }
+        steps = *held;
+    }
+
+    std::unique_ptr<Ps::MemManagedSystemInst> holder;
+    try
+    {
+        holder = std::make_unique<Ps::MemManagedSystemInst>(system, glm::vec3(0.0f),
+                                                            glm::quat(1.0f, 0.0f, 0.0f, 0.0f));
+    }
+    catch (const std::exception& e)
+    {
+        return refused(options, Scintari::describeFailure(e) + " (while starting it)");
+    }
+    Ps::SystemInst& inst = holder->get();
+    out << "instance_block " << holder->getBlockSize() << "\n";
+    out << "fps " << num(1.0 / system.getFrameTime()) << " frame_time "
+        << num(system.getFrameTime()) << " presim " << num(system.getPresimTime()) << " "
+        << seedText << "\n";
+    out << "emitters " << system.getNumEmitters() << " standalone " << inst.getNumEmitterInsts()
+        << "\n";
+    for (uint32_t i = 0; i < system.getNumEmitters(); ++i)
+    {
+        const Ps::Emitter& emitter = system.getEmitter(i);
+        out << "emitter " << i << " max_particles " << emitter.getMaxNumParticles() << " deep "
+            << emitter.getMaxNumParticlesDeep() << " operations " << emitter.getNumOperations()
+            << " standalone " << (emitter.isStandalone() ? 1 : 0) << " sorting "
+            << static_cast<int>(emitter.getSorting()) << " connected "
+            << emitter.getNumConnectedEmitters() << "\n";
+    }
+
+    const glm::vec3 position(0.0f);
+    const glm::quat rotation(1.0f, 0.0f, 0.0f, 0.0f);
+    const std::optional<Ps::RenderConfig> config;
+    auto constructAll = [&]()
+    {
+        inst.construct(glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f),
+                       glm::vec3(1.0f, 0.0f, 0.0f), config);
+    };
+    uint64_t k = 1;
+    try
+    {
+        for (; k <= steps; ++k)
+        {
+            if (options.updateDt)
+                inst.update(position, rotation, static_cast<float>(*options.updateDt));
+            else
+                inst.updateFrame(position, rotation);
+            if (options.every > 0 && k % options.every == 0)
+            {
+                constructAll();
+                out << "frame " << k << " time " << num(inst.getTime()) << " particles "
+                    << inst.getStats().numParticles << " polygons " << inst.getStats().numPolygons
+                    << "\n";
+                printStats(out, inst);
+            }
+        }
+        constructAll();
+    }
+    catch (const std::exception& e)
+    {
+        const std::string when =
+            k <= steps ? " (in step " + std::to_string(k) + ")" : " (while building its geometry)";
+        return refused(options, Scintari::describeFailure(e) + when);
+    }
+    out << "end steps " << steps << " time " << num(inst.getTime()) << " sub_frame "
+        << num(inst.getSubFrameTime()) << " particles " << inst.getStats().numParticles
+        << " polygons " << inst.getStats().numPolygons << " render_calls "
+        << inst.getNumRenderCalls() << "\n";
+    printStats(out, inst);
+    if (options.dumpParticles)
+        for (uint32_t i = 0; i < inst.getNumEmitterInsts(); ++i)
+            dumpInstance(out, inst.getEmitterInst(i), std::to_string(i));
+    if (options.dumpMesh)
+    {
+        try
+        {
+            Scintari::dumpMeshes(out, inst, options.camera);
+        }
+        catch (const std::exception& e)
+        {
+            return refused(options,
+                           Scintari::describeFailure(e) + " (while building its geometry)");
+        }
+    }
+    return 0;
+}
+
+int run(const std::vector<std::string>& args)
+{
+    Options options;
+    for (size_t i = 0; i < args.size(); ++i)
+    {
+        const std::string& arg = args[i];
+        auto value = [&](const char* name) -> const std::string*
+        {
+            if (i + 1 >= args.size())
+            {
+                usage(std::string(name) + " needs a value");
+                return nullptr;
+            }
+            return &args[++i];
+        };
+        std::string why;
+        if (arg == "--frames")
+        {
+            const std::string* v = value("--frames");
+            uint64_t n = 0;
+            if (!v)
+                return 1;
+            if (!Scintari::parseWhole(*v, kFramesRule, n, why))
+                return usage(why);
+            options.frames = n;
+        }
+        else if (arg == "--seconds")
+        {
+            const std::string* v = value("--seconds");
+            double s = 0.0;
+            if (!v)
+                return 1;
+            if (!Scintari::parseReal(*v, kSecondsRule, s, why))
+                return usage(why);
+            options.seconds = s;
+        }
+        else if (arg == "--update-dt")
+        {
+            const std::string* v = value("--update-dt");
+            double s = 0.0;
+            if (!v)
+                return 1;
+            if (!Scintari::parseReal(*v, kUpdateDtRule, s, why))
+                return usage(why);
+            options.updateDt = s;
+        }
+        else if (arg == "--every")
+        {
+            const std::string* v = value("--every");
+            uint64_t n = 0;
+            if (!v)
+                return 1;
+            if (!Scintari::parseWhole(*v, kEveryRule, n, why))
+                return usage(why);
+            options.every = n;
+        }
+        else if (arg == "--seed")
+        {
+            const std::string* v = value("--seed");
+            uint64_t n = 0;
+            if (!v)
+                return 1;
+            if (!Scintari::parseWhole(*v, kSeedRule, n, why))
+                return usage(why);
+            options.seed = n;
+        }
+        else if (arg == "--dump-particles")
+        {
+            options.dumpParticles = true;
+        }
+        else if (arg == "--dump-mesh")
+        {
+            options.dumpMesh = true;
+        }
+        else if (arg == "--camera")
+        {
+            std::string why;
+            if (!Scintari::parseMeshDumpCamera(args, i, options.camera, why))
+                return usage(why);
+        }
+        else if (!arg.empty() && arg[0] == '-')
+        {
+            return usage("unknown option '" + arg + "'");
+        }
+        else if (options.file.empty())
+        {
+            options.file = arg;
+        }
+        else
+        {
+            return usage("one file only");
+        }
+    }
+    if (options.file.empty())
+        return usage("no file given; see scintari help run");
+    if (options.frames && options.seconds)
+        return usage("--frames and --seconds exclude each other");
+    return runEffect(options);
 }
 
 const std::string kFullHelp = std::string(kHelp) + "\nGeometry:\n" + Scintari::kMeshDumpHelp;

@@ -9,16 +9,19 @@
 
 #include <glm/vec3.hpp>
 
-namespace Ps {
+namespace Ps
+{
 class SystemInst;
 }
 
-namespace Scintari {
+namespace Scintari
+{
 
-struct MeshDumpCamera {
-  glm::vec3 dir{0.0f, 0.0f, -1.0f};
-  glm::vec3 up{0.0f, 1.0f, 0.0f};
-  glm::vec3 right{1.0f, 0.0f, 0.0f};
+struct MeshDumpCamera
+{
+    glm::vec3 dir{0.0f, 0.0f, -1.0f};
+    glm::vec3 up{0.0f, 1.0f, 0.0f};
+    glm::vec3 right{1.0f, 0.0f, 0.0f};
 };
 
 // The help lines of the two options, for the run command's help text.

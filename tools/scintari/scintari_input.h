@@ -11,16 +11,19 @@
 #include <string>
 #include <vector>
 
-namespace Ps {
+namespace Ps
+{
 class Context;
 class MemManagedSystemShell;
 }  // namespace Ps
 
-namespace Sl {
+namespace Sl
+{
 class Exception;
 }
 
-namespace Scintari {
+namespace Scintari
+{
 
 // The largest input file a command reads: far above any effect, curve or block, and a
 // bound on what a mistaken argument (a disk image, a device) can make the tool read.
@@ -53,7 +56,6 @@ std::optional<std::uint64_t> locateLoadFailure(const std::vector<std::uint8_t>& 
 // A failure in words, for one that ends a command: a refusal by the runtime's bounds is its
 // own message, any other broken check of the runtime or the model is "<subject> is damaged",
 // a stream failure says what it is, and an exception of another kind gives its message.
-std::string describeFailure(const std::exception& e,
-                            const std::string& subject = "the effect");
+std::string describeFailure(const std::exception& e, const std::string& subject = "the effect");
 
 }  // namespace Scintari

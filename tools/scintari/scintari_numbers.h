@@ -9,22 +9,25 @@
 #include <cstdint>
 #include <string>
 
-namespace Scintari {
+namespace Scintari
+{
 
 // A whole number: decimal digits, or hexadecimal after "0x" where `hex` allows it.
-struct WholeRule {
-  const char* name;  // as the message names it: "--frames", "the count"
-  std::uint64_t min;
-  std::uint64_t max;
-  bool hex = false;
+struct WholeRule
+{
+    const char* name;  // as the message names it: "--frames", "the count"
+    std::uint64_t min;
+    std::uint64_t max;
+    bool hex = false;
 };
 
 // A finite decimal number (an exponent is allowed, "1e-3"). `aboveMin` excludes min itself.
-struct RealRule {
-  const char* name;
-  double min;
-  double max;
-  bool aboveMin = false;
+struct RealRule
+{
+    const char* name;
+    double min;
+    double max;
+    bool aboveMin = false;
 };
 
 // The largest finite float, the widest range of a float argument.

@@ -16,7 +16,8 @@
 
 #include "expression/expr_translator.h"
 
-namespace Expr2Cs {
+namespace Expr2Cs
+{
 
 using Expr::Translator::FuncDesc;
 using Expr::Translator::InputDesc;
@@ -31,27 +32,29 @@ using Expr::Translator::OperationUnary;
 using Expr::Translator::Result;
 
 // operand "." member: "v.x".
-class OperationMember : public Operation {
- public:
-  OperationMember(Expr::EnumValueType type, std::string member, OperationPtr operand);
-  std::ostream& operator>>(std::ostream& out) const override;
+class OperationMember : public Operation
+{
+public:
+    OperationMember(Expr::EnumValueType type, std::string member, OperationPtr operand);
+    std::ostream& operator>>(std::ostream& out) const override;
 
- private:
-  std::string member_;
-  OperationPtr operand_;
+private:
+    std::string member_;
+    OperationPtr operand_;
 };
 
 // operand "." method "(" arguments separated by ", " ")": "v.xy()".
-class OperationMethod : public Operation {
- public:
-  OperationMethod(Expr::EnumValueType type, std::string method, OperationPtr operand,
-                  OperationList args);
-  std::ostream& operator>>(std::ostream& out) const override;
+class OperationMethod : public Operation
+{
+public:
+    OperationMethod(Expr::EnumValueType type, std::string method, OperationPtr operand,
+                    OperationList args);
+    std::ostream& operator>>(std::ostream& out) const override;
 
- private:
-  std::string method_;
-  OperationPtr operand_;
-  OperationList args_;
+private:
+    std::string method_;
+    OperationPtr operand_;
+    OperationList args_;
 };
 
 // Translates `text` over `inputs`. Empty when it does not translate; then

@@ -15,7 +15,8 @@
 
 #include "expression/expr_translator.h"
 
-namespace Expr2Js {
+namespace Expr2Js
+{
 
 using Expr::Translator::FuncDesc;
 using Expr::Translator::InputDesc;
@@ -30,26 +31,28 @@ using Expr::Translator::OperationUnary;
 using Expr::Translator::Result;
 
 // "[" elements separated by ", " "]": vec2 and vec3.
-class OperationArray : public Operation {
- public:
-  OperationArray(Expr::EnumValueType type, OperationList elements);
-  std::ostream& operator>>(std::ostream& out) const override;
+class OperationArray : public Operation
+{
+public:
+    OperationArray(Expr::EnumValueType type, OperationList elements);
+    std::ostream& operator>>(std::ostream& out) const override;
 
- private:
-  OperationList elements_;
+private:
+    OperationList elements_;
 };
 
 // Components picked by index (x 0, y 1, z 2): one component of a float result
 // prints "v[i]", a vector result an immediately called function,
 // "function(a){return[a[1],a[0]];}(v)".
-class OperationSwizzle : public Operation {
- public:
-  OperationSwizzle(Expr::EnumValueType type, OperationPtr operand, std::vector<unsigned> indices);
-  std::ostream& operator>>(std::ostream& out) const override;
+class OperationSwizzle : public Operation
+{
+public:
+    OperationSwizzle(Expr::EnumValueType type, OperationPtr operand, std::vector<unsigned> indices);
+    std::ostream& operator>>(std::ostream& out) const override;
 
- private:
-  OperationPtr operand_;
-  std::vector<unsigned> indices_;
+private:
+    OperationPtr operand_;
+    std::vector<unsigned> indices_;
 };
 
 // Translates `text` over `inputs`. Empty when it does not translate; then

@@ -8,47 +8,54 @@
 
 #include "expression/expr_value_type.h"
 
-namespace Expr {
+namespace Expr
+{
 
 // Every operation has this shape: it reads its argument cells and writes its
 // result cell. None allocates or fails; IEEE infinities and NaN flow on.
 using OperationFunc = void (*)(void* result, const void* const* args);
 
-struct BinaryOpOverloadDesc {
-  OperationFunc func;
-  EnumValueType result;
-  EnumValueType left;
-  EnumValueType right;
+struct BinaryOpOverloadDesc
+{
+    OperationFunc func;
+    EnumValueType result;
+    EnumValueType left;
+    EnumValueType right;
 };
 
-struct BinaryOperationDesc {
-  const char* name;
-  unsigned priority;  // 0 binds tighter than 1
-  const BinaryOpOverloadDesc* overloads;
-  unsigned numOverloads;
+struct BinaryOperationDesc
+{
+    const char* name;
+    unsigned priority;  // 0 binds tighter than 1
+    const BinaryOpOverloadDesc* overloads;
+    unsigned numOverloads;
 };
 
-struct UnaryOpOverloadDesc {
-  OperationFunc func;
-  EnumValueType result;
-  EnumValueType operand;
+struct UnaryOpOverloadDesc
+{
+    OperationFunc func;
+    EnumValueType result;
+    EnumValueType operand;
 };
 
-struct FunctionOverloadDesc {
-  OperationFunc func;
-  EnumValueType result;
-  const EnumValueType* args;
-  unsigned numArgs;
+struct FunctionOverloadDesc
+{
+    OperationFunc func;
+    EnumValueType result;
+    const EnumValueType* args;
+    unsigned numArgs;
 };
 
 template <class Overload>
-struct OperationDesc {
-  const char* name;
-  const Overload* overloads;
-  unsigned numOverloads;
+struct OperationDesc
+{
+    const char* name;
+    const Overload* overloads;
+    unsigned numOverloads;
 };
 
-namespace Const {
+namespace Const
+{
 
 constexpr unsigned numBinaryOperations = 5;
 constexpr unsigned numUnaryOperations = 1;

@@ -4,7 +4,8 @@
 
 #include <string>
 
-namespace Expr {
+namespace Expr
+{
 
 // One line per record, each ending in '\n':
 //   header: inputs N, commands N, arguments N, data N bytes, pool N bytes, code N bytes

@@ -10,12 +10,14 @@
 #include <cstdint>
 #include <vector>
 
-namespace Sl {
+namespace Sl
+{
 class Saver;
 class Loader;
 }  // namespace Sl
 
-namespace Expr {
+namespace Expr
+{
 
 class Parser;
 
@@ -24,9 +26,10 @@ void saveCodeRecord(Sl::Saver& saver, const unsigned char* code, std::uint32_t s
 // The same for the output of a parser; the parser must be ok.
 void saveCodeRecord(Sl::Saver& saver, const Parser& parser);
 
-struct CodeRecord {
-  std::vector<unsigned char> code;
-  std::uint32_t poolSize = 0;
+struct CodeRecord
+{
+    std::vector<unsigned char> code;
+    std::uint32_t poolSize = 0;
 };
 
 // Reads the three fields into memory of its own.

@@ -14,14 +14,16 @@
 
 #include "expression/expr_value_type.h"
 
-namespace Expr::Translator {
+namespace Expr::Translator
+{
 
 // An input: the name as written in the expression, its type, and the name to
 // print in the target text.
-struct InputDesc {
-  std::string name;
-  EnumValueType type = VT_Float;
-  std::string targetName;
+struct InputDesc
+{
+    std::string name;
+    EnumValueType type = VT_Float;
+    std::string targetName;
 };
 
 // The type of the result and the target text; empty when the text does not
@@ -36,103 +38,121 @@ constexpr unsigned maxNestingDepth = 200;
 constexpr unsigned maxTreeDepth = 1000;
 
 // A node of the translated tree, shared by reference count.
-class Operation {
- public:
-  Operation(EnumValueType type, unsigned depth) : type_(type), depth_(depth) {}
-  virtual ~Operation() = default;
-  Operation(const Operation&) = delete;
-  Operation& operator=(const Operation&) = delete;
+class Operation
+{
+public:
+    Operation(EnumValueType type, unsigned depth) : type_(type), depth_(depth) {}
+    virtual ~Operation() = default;
+    Operation(const Operation&) = delete;
+    Operation& operator=(const Operation&) = delete;
 
-  EnumValueType getType() const { return type_; }
-  // 1 for a leaf, one more than the deepest operand otherwise.
-  unsigned getDepth() const { return depth_; }
+    EnumValueType getType() const { return type_; }
+    // 1 for a leaf, one more than the deepest operand otherwise.
+    unsigned getDepth() const { return depth_; }
 
-  // Prints the node as target text.
-  virtual std::ostream& operator>>(std::ostream& out) const = 0;
+    // Prints the node as target text.
+    virtual std::ostream& operator>>(std::ostream& out) const = 0;
 
- private:
-  EnumValueType type_;
-  unsigned depth_;
+private:
+    EnumValueType type_;
+    unsigned depth_;
 };
 
 using OperationPtr = std::shared_ptr<const Operation>;
 using OperationList = std::vector<OperationPtr>;
 
-inline std::ostream& operator<<(std::ostream& out, const Operation& operation) {
-  return operation >> out;
+inline std::ostream& operator<<(std::ostream& out, const Operation& operation)
+{
+    return operation >> out;
 }
 
 // One more than the deepest of the operations.
 unsigned depthAbove(const OperationList& operands);
 
 // A call as the grammar reads it: the name and the translated arguments.
-struct FuncDesc {
-  std::string name;
-  OperationList args;
+struct FuncDesc
+{
+    std::string name;
+    OperationList args;
 };
 
 // A float, printed through a default stream (six significant digits), then the suffix.
-class OperationConstant : public Operation {
- public:
-  OperationConstant(float value, const char* suffix)
-      : Operation(VT_Float, 1), value_(value), suffix_(suffix) {}
-  std::ostream& operator>>(std::ostream& out) const override;
-  float getValue() const { return value_; }
+class OperationConstant : public Operation
+{
+public:
+    OperationConstant(float value, const char* suffix)
+        : Operation(VT_Float, 1), value_(value), suffix_(suffix)
+    {
+    }
+    std::ostream& operator>>(std::ostream& out) const override;
+    float getValue() const { return value_; }
 
- private:
-  float value_;
-  const char* suffix_;
+private:
+    float value_;
+    const char* suffix_;
 };
 
 // An input, printed by its target name.
-class OperationInput : public Operation {
- public:
-  OperationInput(EnumValueType type, std::string targetName)
-      : Operation(type, 1), targetName_(std::move(targetName)) {}
-  std::ostream& operator>>(std::ostream& out) const override;
+class OperationInput : public Operation
+{
+public:
+    OperationInput(EnumValueType type, std::string targetName)
+        : Operation(type, 1), targetName_(std::move(targetName))
+    {
+    }
+    std::ostream& operator>>(std::ostream& out) const override;
 
- private:
-  std::string targetName_;
+private:
+    std::string targetName_;
 };
 
 // "(" operator operand ")".
-class OperationUnary : public Operation {
- public:
-  OperationUnary(EnumValueType type, std::string op, OperationPtr operand)
-      : Operation(type, depthAbove({operand})), op_(std::move(op)), operand_(std::move(operand)) {}
-  std::ostream& operator>>(std::ostream& out) const override;
+class OperationUnary : public Operation
+{
+public:
+    OperationUnary(EnumValueType type, std::string op, OperationPtr operand)
+        : Operation(type, depthAbove({operand})), op_(std::move(op)), operand_(std::move(operand))
+    {
+    }
+    std::ostream& operator>>(std::ostream& out) const override;
 
- private:
-  std::string op_;
-  OperationPtr operand_;
+private:
+    std::string op_;
+    OperationPtr operand_;
 };
 
 // "(" left " " operator " " right ")".
-class OperationBinary : public Operation {
- public:
-  OperationBinary(EnumValueType type, std::string op, OperationPtr left, OperationPtr right)
-      : Operation(type, depthAbove({left, right})),
-        op_(std::move(op)),
-        left_(std::move(left)),
-        right_(std::move(right)) {}
-  std::ostream& operator>>(std::ostream& out) const override;
+class OperationBinary : public Operation
+{
+public:
+    OperationBinary(EnumValueType type, std::string op, OperationPtr left, OperationPtr right)
+        : Operation(type, depthAbove({left, right})),
+          op_(std::move(op)),
+          left_(std::move(left)),
+          right_(std::move(right))
+    {
+    }
+    std::ostream& operator>>(std::ostream& out) const override;
 
- private:
-  std::string op_;
-  OperationPtr left_;
-  OperationPtr right_;
+private:
+    std::string op_;
+    OperationPtr left_;
+    OperationPtr right_;
 };
 
 // function "(" arguments separated by ", " ")".
-class OperationFunction : public Operation {
- public:
-  OperationFunction(EnumValueType type, std::string function, OperationList args)
-      : Operation(type, depthAbove(args)), function_(std::move(function)), args_(std::move(args)) {}
-  std::ostream& operator>>(std::ostream& out) const override;
+class OperationFunction : public Operation
+{
+public:
+    OperationFunction(EnumValueType type, std::string function, OperationList args)
+        : Operation(type, depthAbove(args)), function_(std::move(function)), args_(std::move(args))
+    {
+    }
+    std::ostream& operator>>(std::ostream& out) const override;
 
- private:
-  std::string function_;
-  OperationList args_;
+private:
+    std::string function_;
+    OperationList args_;
 };
 
 // Prints the operations separated by `separator`.

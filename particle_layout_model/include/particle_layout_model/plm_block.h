@@ -13,7 +13,8 @@
 #include "particle_layout_model/plm_crc_string.h"
 #include "particle_layout_model/plm_props.h"
 
-namespace Plm {
+namespace Plm
+{
 
 class Block;
 class BlockFunc;
@@ -36,158 +37,167 @@ class SystemResourceBlock;
 
 // What a block knows of its surroundings: an emitter, or a resource of an effect or of a
 // project. The first three answers are null where that level doesn't exist.
-class BlockOwner {
- public:
-  virtual ~BlockOwner() = default;
-  virtual ProjectResource* getProjectResource() = 0;
-  virtual SystemResource* getSystemResource() = 0;
-  virtual Emitter* getEmitter() = 0;
-  virtual void notifyDeepChanged(bool affectsExport) = 0;
-  // Whether the block exists only because its owner reflects something.
-  virtual bool isLockedByParentReflection(const Block& block) const = 0;
+class BlockOwner
+{
+public:
+    virtual ~BlockOwner() = default;
+    virtual ProjectResource* getProjectResource() = 0;
+    virtual SystemResource* getSystemResource() = 0;
+    virtual Emitter* getEmitter() = 0;
+    virtual void notifyDeepChanged(bool affectsExport) = 0;
+    // Whether the block exists only because its owner reflects something.
+    virtual bool isLockedByParentReflection(const Block& block) const = 0;
 };
 
 // Files that a block or a scene object needs, as paths relative to the project's textures
 // folder. None by default.
-class ExternalDependencyHolder {
- public:
-  virtual ~ExternalDependencyHolder() = default;
-  virtual size_t numExternalTextures() const { return 0; }
-  virtual std::string externalTexture(size_t index) const { return std::string(); }
-  virtual void replaceExternalTexture(size_t index, const std::string& path) {}
-  virtual size_t numExternalPictures() const { return 0; }
-  virtual std::string externalPicture(size_t index) const { return std::string(); }
-  virtual void replaceExternalPicture(size_t index, const std::string& path) {}
+class ExternalDependencyHolder
+{
+public:
+    virtual ~ExternalDependencyHolder() = default;
+    virtual size_t numExternalTextures() const { return 0; }
+    virtual std::string externalTexture(size_t index) const { return std::string(); }
+    virtual void replaceExternalTexture(size_t index, const std::string& path) {}
+    virtual size_t numExternalPictures() const { return 0; }
+    virtual std::string externalPicture(size_t index) const { return std::string(); }
+    virtual void replaceExternalPicture(size_t index, const std::string& path) {}
 };
 
 // One node of an emitter's graph. Identity and content: the identifiers and the revision lie
 // in the main stream of a save, the content in the revision layer.
-class Block : public PropsOwner, public ExternalDependencyHolder {
- public:
-  // Construction of an object that load() fills.
-  struct LoadFlag {};
-  using OwnerKey = AccessKey<Emitter, SystemResourceBlock, ProjectResourceBlock>;
+class Block : public PropsOwner, public ExternalDependencyHolder
+{
+public:
+    // Construction of an object that load() fills.
+    struct LoadFlag
+    {
+    };
+    using OwnerKey = AccessKey<Emitter, SystemResourceBlock, ProjectResourceBlock>;
 
-  ~Block() override;
+    ~Block() override;
 
-  // Reads a block saved by save(): null for a factory name that nobody knows.
-  static std::unique_ptr<Block> createFromLoader(Sl::RevisionLoader& loader);
+    // Reads a block saved by save(): null for a factory name that nobody knows.
+    static std::unique_ptr<Block> createFromLoader(Sl::RevisionLoader& loader);
 
-  void updateConnectors() override {}
-  void notifyPropChanged(bool affectsExport) override { upgradeRevision(affectsExport); }
+    void updateConnectors() override {}
+    void notifyPropChanged(bool affectsExport) override { upgradeRevision(affectsExport); }
 
-  // Casts in place of a run-time type query: null, or the block as that category.
-  virtual BlockGenerator* castToBlockGenerator() { return nullptr; }
-  virtual BlockTerminator* castToBlockTerminator() { return nullptr; }
-  virtual BlockConstruct* castToBlockConstruct() { return nullptr; }
-  virtual BlockPositioner* castToBlockPositioner() { return nullptr; }
-  virtual BlockFunc* castToBlockFunc() { return nullptr; }
-  virtual BlockGlob* castToBlockGlob() { return nullptr; }
-  virtual BlockGlobParam* castToBlockGlobParam() { return nullptr; }
-  virtual BlockParam* castToBlockParam() { return nullptr; }
-  virtual BlockParamUserUpdater* castToBlockParamUpdater() { return nullptr; }
-  virtual BlockParamEmitter* castToBlockParamEmitterParam() { return nullptr; }
-  const BlockGenerator* castToBlockGenerator() const;
-  const BlockTerminator* castToBlockTerminator() const;
-  const BlockConstruct* castToBlockConstruct() const;
-  const BlockPositioner* castToBlockPositioner() const;
-  const BlockFunc* castToBlockFunc() const;
-  const BlockGlob* castToBlockGlob() const;
-  const BlockGlobParam* castToBlockGlobParam() const;
-  const BlockParam* castToBlockParam() const;
-  const BlockParamUserUpdater* castToBlockParamUpdater() const;
-  const BlockParamEmitter* castToBlockParamEmitterParam() const;
+    // Casts in place of a run-time type query: null, or the block as that category.
+    virtual BlockGenerator* castToBlockGenerator() { return nullptr; }
+    virtual BlockTerminator* castToBlockTerminator() { return nullptr; }
+    virtual BlockConstruct* castToBlockConstruct() { return nullptr; }
+    virtual BlockPositioner* castToBlockPositioner() { return nullptr; }
+    virtual BlockFunc* castToBlockFunc() { return nullptr; }
+    virtual BlockGlob* castToBlockGlob() { return nullptr; }
+    virtual BlockGlobParam* castToBlockGlobParam() { return nullptr; }
+    virtual BlockParam* castToBlockParam() { return nullptr; }
+    virtual BlockParamUserUpdater* castToBlockParamUpdater() { return nullptr; }
+    virtual BlockParamEmitter* castToBlockParamEmitterParam() { return nullptr; }
+    const BlockGenerator* castToBlockGenerator() const;
+    const BlockTerminator* castToBlockTerminator() const;
+    const BlockConstruct* castToBlockConstruct() const;
+    const BlockPositioner* castToBlockPositioner() const;
+    const BlockFunc* castToBlockFunc() const;
+    const BlockGlob* castToBlockGlob() const;
+    const BlockGlobParam* castToBlockGlobParam() const;
+    const BlockParam* castToBlockParam() const;
+    const BlockParamUserUpdater* castToBlockParamUpdater() const;
+    const BlockParamEmitter* castToBlockParamEmitterParam() const;
 
-  virtual const CrcString& getFactoryName() const = 0;
+    virtual const CrcString& getFactoryName() const = 0;
 
-  // Surroundings.
-  void connectWithOwner(BlockOwner& owner, OwnerKey);
-  BlockOwner* getOwner() const { return owner_; }
-  ProjectResource* getProjectResource() const;
-  Emitter* getEmitter() const;
-  System* getSystem() const;
-  bool isLockedByParentReflection() const;
+    // Surroundings.
+    void connectWithOwner(BlockOwner& owner, OwnerKey);
+    BlockOwner* getOwner() const { return owner_; }
+    ProjectResource* getProjectResource() const;
+    Emitter* getEmitter() const;
+    System* getSystem() const;
+    bool isLockedByParentReflection() const;
 
-  // Identity.
-  const boost::uuids::uuid& getId() const { return id_; }
-  const boost::uuids::uuid& getEmitterReflId() const { return emitterReflId_; }
-  const boost::uuids::uuid& getSystemReflId() const { return systemReflId_; }
-  const boost::uuids::uuid& getRevision() const { return revision_; }
-  boost::optional<ReflectionSourceRef> getReflSourceRef() const { return reflSource_; }
-  const boost::optional<boost::uuids::uuid>& getDirReflRev() const { return dirReflRev_; }
-  const boost::optional<boost::uuids::uuid>& getEmtReflRev() const { return emtReflRev_; }
-  const boost::optional<boost::uuids::uuid>& getSysReflRev() const { return sysReflRev_; }
+    // Identity.
+    const boost::uuids::uuid& getId() const { return id_; }
+    const boost::uuids::uuid& getEmitterReflId() const { return emitterReflId_; }
+    const boost::uuids::uuid& getSystemReflId() const { return systemReflId_; }
+    const boost::uuids::uuid& getRevision() const { return revision_; }
+    boost::optional<ReflectionSourceRef> getReflSourceRef() const { return reflSource_; }
+    const boost::optional<boost::uuids::uuid>& getDirReflRev() const { return dirReflRev_; }
+    const boost::optional<boost::uuids::uuid>& getEmtReflRev() const { return emtReflRev_; }
+    const boost::optional<boost::uuids::uuid>& getSysReflRev() const { return sysReflRev_; }
 
-  // Reflection of one block.
-  void setReflSourceRef(boost::optional<ReflectionSourceRef> ref, AccessKey<Emitter, System>);
-  std::unique_ptr<Block> reflect(const ReflectionSourceRef& ref, AccessKey<Emitter, System>) const;
-  std::unique_ptr<Block> reflectIndirect(boost::optional<boost::uuids::uuid> emitterReflId,
-                                         boost::optional<boost::uuids::uuid> systemReflId,
-                                         AccessKey<Emitter, System>) const;
-  void _regenerateSystemReflId(AccessKey<Emitter, System>);
-  void separate();
-  void extractExternalSources(std::vector<boost::filesystem::path>& paths) const;
-  void replaceExternalSource(const boost::filesystem::path& from,
-                             const boost::filesystem::path& to);
+    // Reflection of one block.
+    void setReflSourceRef(boost::optional<ReflectionSourceRef> ref, AccessKey<Emitter, System>);
+    std::unique_ptr<Block> reflect(const ReflectionSourceRef& ref,
+                                   AccessKey<Emitter, System>) const;
+    std::unique_ptr<Block> reflectIndirect(boost::optional<boost::uuids::uuid> emitterReflId,
+                                           boost::optional<boost::uuids::uuid> systemReflId,
+                                           AccessKey<Emitter, System>) const;
+    void _regenerateSystemReflId(AccessKey<Emitter, System>);
+    void separate();
+    void extractExternalSources(std::vector<boost::filesystem::path>& paths) const;
+    void replaceExternalSource(const boost::filesystem::path& from,
+                               const boost::filesystem::path& to);
 
-  // A new block with new identifiers, no reflection data and the same property values,
-  // overrides included. It has no connectors until it gets an owner.
-  std::unique_ptr<Block> copyWithoutRelations() const { return copyImpl(); }
+    // A new block with new identifiers, no reflection data and the same property values,
+    // overrides included. It has no connectors until it gets an owner.
+    std::unique_ptr<Block> copyWithoutRelations() const { return copyImpl(); }
 
-  // Connectors.
-  unsigned int getNumConnectors() const { return static_cast<unsigned int>(connectors_.size()); }
-  const BlockConnectorDesc& getConnectorDesc(unsigned int i) const;
-  BlockConnector getConnector(unsigned int i) const { return {id_, getConnectorDesc(i)}; }
-  boost::optional<BlockConnector> findConnectorById(unsigned int index) const;
-  BlockConnector getConnectorById(unsigned int index) const;
-  boost::optional<unsigned int> getConnectorIndexByDesc(const BlockConnectorDesc& desc) const;
+    // Connectors.
+    unsigned int getNumConnectors() const { return static_cast<unsigned int>(connectors_.size()); }
+    const BlockConnectorDesc& getConnectorDesc(unsigned int i) const;
+    BlockConnector getConnector(unsigned int i) const { return {id_, getConnectorDesc(i)}; }
+    boost::optional<BlockConnector> findConnectorById(unsigned int index) const;
+    BlockConnector getConnectorById(unsigned int index) const;
+    boost::optional<unsigned int> getConnectorIndexByDesc(const BlockConnectorDesc& desc) const;
 
-  // Change.
-  void upgradeRevision(bool affectsExport);
+    // Change.
+    void upgradeRevision(bool affectsExport);
 
-  void save(Sl::RevisionSaver& saver) const;
-  void load(Sl::RevisionLoader& loader);
+    void save(Sl::RevisionSaver& saver) const;
+    void load(Sl::RevisionLoader& loader);
 
- protected:
-  Block();
-  explicit Block(LoadFlag);
+protected:
+    Block();
+    explicit Block(LoadFlag);
 
-  // Called when the block gets its owner, before its connectors are built.
-  virtual void connectedWithOwner() {}
-  virtual std::unique_ptr<Block> copyImpl() const = 0;
-  virtual void saveImpl(Sl::RevisionSaver& saver) const = 0;
-  virtual void loadImpl(Sl::RevisionLoader& loader) = 0;
+    // Called when the block gets its owner, before its connectors are built.
+    virtual void connectedWithOwner() {}
+    virtual std::unique_ptr<Block> copyImpl() const = 0;
+    virtual void saveImpl(Sl::RevisionSaver& saver) const = 0;
+    virtual void loadImpl(Sl::RevisionLoader& loader) = 0;
 
-  // Replaces the connectors; the owner's emitter then drops links whose connectors are gone.
-  void resetConnectors(const BlockConnectorDesc* descs, unsigned int count);
-  void resetConnectors(const std::vector<BlockConnectorDesc>& descs) {
-    resetConnectors(descs.data(), static_cast<unsigned int>(descs.size()));
-  }
+    // Replaces the connectors; the owner's emitter then drops links whose connectors are gone.
+    void resetConnectors(const BlockConnectorDesc* descs, unsigned int count);
+    void resetConnectors(const std::vector<BlockConnectorDesc>& descs)
+    {
+        resetConnectors(descs.data(), static_cast<unsigned int>(descs.size()));
+    }
 
- private:
-  BlockOwner* owner_ = nullptr;
-  boost::optional<ReflectionSourceRef> reflSource_;
-  boost::uuids::uuid id_{};
-  boost::uuids::uuid emitterReflId_{};
-  boost::uuids::uuid systemReflId_{};
-  boost::uuids::uuid revision_{};
-  boost::optional<boost::uuids::uuid> dirReflRev_;
-  boost::optional<boost::uuids::uuid> emtReflRev_;
-  boost::optional<boost::uuids::uuid> sysReflRev_;
-  std::vector<BlockConnectorDesc> connectors_;
+private:
+    BlockOwner* owner_ = nullptr;
+    boost::optional<ReflectionSourceRef> reflSource_;
+    boost::uuids::uuid id_{};
+    boost::uuids::uuid emitterReflId_{};
+    boost::uuids::uuid systemReflId_{};
+    boost::uuids::uuid revision_{};
+    boost::optional<boost::uuids::uuid> dirReflRev_;
+    boost::optional<boost::uuids::uuid> emtReflRev_;
+    boost::optional<boost::uuids::uuid> sysReflRev_;
+    std::vector<BlockConnectorDesc> connectors_;
 };
 
 // The statics that every concrete kind has: its factory name, a new block with defaults and
 // connectors, and an object for loading. Put in the class body with the class's name.
-#define PLM_BLOCK_KIND(ClassName, factoryName)                                          \
- public:                                                                                \
-  static const CrcString& getStaticFactoryName() {                                      \
-    static const CrcString name(factoryName);                                           \
-    return name;                                                                        \
-  }                                                                                     \
-  const CrcString& getFactoryName() const override { return getStaticFactoryName(); }   \
-  static std::unique_ptr<Block> createForLoad() {                                       \
-    return std::unique_ptr<Block>(new ClassName(Block::LoadFlag()));                    \
-  }
+#define PLM_BLOCK_KIND(ClassName, factoryName)                                                     \
+public:                                                                                            \
+    static const CrcString& getStaticFactoryName()                                                 \
+    {                                                                                              \
+        static const CrcString name(factoryName);                                                  \
+        return name;                                                                               \
+    }                                                                                              \
+    const CrcString& getFactoryName() const override { return getStaticFactoryName(); }            \
+    static std::unique_ptr<Block> createForLoad()                                                  \
+    {                                                                                              \
+        return std::unique_ptr<Block>(new ClassName(Block::LoadFlag()));                           \
+    }
 
 }  // namespace Plm

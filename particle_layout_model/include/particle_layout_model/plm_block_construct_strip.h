@@ -7,69 +7,77 @@
 #include "particle_layout_model/plm_block_construct.h"
 #include "particle_layout_model/plm_block_kind.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // A ribbon through the particles in the order of their birth, the texture repeated along it.
-class BlockConstructStrip : public BlockConstruct {
-  PLM_BLOCK_KIND(BlockConstructStrip, "construct_strip")
+class BlockConstructStrip : public BlockConstruct
+{
+    PLM_BLOCK_KIND(BlockConstructStrip, "construct_strip")
 
- public:
-  static std::unique_ptr<BlockConstructStrip> create();
+public:
+    static std::unique_ptr<BlockConstructStrip> create();
 
-  // BlockConstruct
-  bool isExportable() const override { return exportable_.get(); }
-  Ps::EnumMaterial getMaterial() const override { return material_.get(); }
-  const std::string& getTexture() const override { return texture_.get(); }
-  bool areMeshFactoriesTheSame(const BlockConstruct& other) const override {
-    return other.castToBlockConstructStrip() != nullptr;
-  }
-  const BlockConstructStrip* castToBlockConstructStrip() const override { return this; }
-  void doMeshExport(Sl::Saver& saver) const override;
+    // BlockConstruct
+    bool isExportable() const override { return exportable_.get(); }
+    Ps::EnumMaterial getMaterial() const override { return material_.get(); }
+    const std::string& getTexture() const override { return texture_.get(); }
+    bool areMeshFactoriesTheSame(const BlockConstruct& other) const override
+    {
+        return other.castToBlockConstructStrip() != nullptr;
+    }
+    const BlockConstructStrip* castToBlockConstructStrip() const override { return this; }
+    void doMeshExport(Sl::Saver& saver) const override;
 
-  // ExternalDependencyHolder
-  size_t numExternalTextures() const override { return countExternalTextures(texture_); }
-  std::string externalTexture(size_t index) const override {
-    return externalTextureOf(texture_, index);
-  }
-  void replaceExternalTexture(size_t index, const std::string& path) override;
+    // ExternalDependencyHolder
+    size_t numExternalTextures() const override { return countExternalTextures(texture_); }
+    std::string externalTexture(size_t index) const override
+    {
+        return externalTextureOf(texture_, index);
+    }
+    void replaceExternalTexture(size_t index, const std::string& path) override;
 
-  void setExportable(const boost::optional<bool>& value) { setPropAndNotify(exportable_, value); }
-  void setMaterial(const boost::optional<Ps::EnumMaterial>& value) {
-    setPropAndNotify(material_, value);
-  }
-  void setTexture(const boost::optional<std::string>& value) { setPropAndNotify(texture_, value); }
-  bool hasFreeRotation() const { return hasFreeRotation_.get(); }
-  void setHasFreeRotation(const boost::optional<bool>& value);
-  PLM_PROP_ACCESSORS(Size, float, size_)
-  PLM_EXTERNAL_ACCESSORS(Size, size_)
-  PLM_PROP_ACCESSORS(Color, glm::vec3, color_)
-  PLM_EXTERNAL_ACCESSORS(Color, color_)
-  PLM_PROP_ACCESSORS(Alpha, float, alpha_)
-  PLM_EXTERNAL_ACCESSORS(Alpha, alpha_)
-  // The length along the strip over which the texture repeats once.
-  PLM_PROP_ACCESSORS(TexRepeatDist, float, texRep_)
-  PLM_EXTERNAL_ACCESSORS(TexRepeatDist, texRep_)
+    void setExportable(const boost::optional<bool>& value) { setPropAndNotify(exportable_, value); }
+    void setMaterial(const boost::optional<Ps::EnumMaterial>& value)
+    {
+        setPropAndNotify(material_, value);
+    }
+    void setTexture(const boost::optional<std::string>& value)
+    {
+        setPropAndNotify(texture_, value);
+    }
+    bool hasFreeRotation() const { return hasFreeRotation_.get(); }
+    void setHasFreeRotation(const boost::optional<bool>& value);
+    PLM_PROP_ACCESSORS(Size, float, size_)
+    PLM_EXTERNAL_ACCESSORS(Size, size_)
+    PLM_PROP_ACCESSORS(Color, glm::vec3, color_)
+    PLM_EXTERNAL_ACCESSORS(Color, color_)
+    PLM_PROP_ACCESSORS(Alpha, float, alpha_)
+    PLM_EXTERNAL_ACCESSORS(Alpha, alpha_)
+    // The length along the strip over which the texture repeats once.
+    PLM_PROP_ACCESSORS(TexRepeatDist, float, texRep_)
+    PLM_EXTERNAL_ACCESSORS(TexRepeatDist, texRep_)
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockConstructStrip();
-  explicit BlockConstructStrip(LoadFlag flag);
-  BlockConstructStrip(const BlockConstructStrip& other);
+protected:
+    BlockConstructStrip();
+    explicit BlockConstructStrip(LoadFlag flag);
+    BlockConstructStrip(const BlockConstructStrip& other);
 
-  std::unique_ptr<Block> copyImpl() const override;
-  void saveImpl(Sl::RevisionSaver& saver) const override;
-  void loadImpl(Sl::RevisionLoader& loader) override;
+    std::unique_ptr<Block> copyImpl() const override;
+    void saveImpl(Sl::RevisionSaver& saver) const override;
+    void loadImpl(Sl::RevisionLoader& loader) override;
 
- private:
-  Prop<bool> exportable_;
-  Prop<Ps::EnumMaterial> material_;
-  Prop<std::string> texture_;
-  SharedProp<bool> hasFreeRotation_;
-  Prop<float> size_;
-  Prop<glm::vec3> color_;
-  Prop<float> alpha_;
-  Prop<float> texRep_;
+private:
+    Prop<bool> exportable_;
+    Prop<Ps::EnumMaterial> material_;
+    Prop<std::string> texture_;
+    SharedProp<bool> hasFreeRotation_;
+    Prop<float> size_;
+    Prop<glm::vec3> color_;
+    Prop<float> alpha_;
+    Prop<float> texRep_;
 };
 
 }  // namespace Plm

@@ -3,39 +3,41 @@
 #include "particle_layout_model/plm_block_func.h"
 #include "particle_layout_model/plm_block_kind.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // The direction from "from" to "to", scaled to "length".
 template <class T>
-class BlockFuncDirection : public BlockFunc {
-  PLM_BLOCK_KIND(BlockFuncDirection, factoryNameText())
+class BlockFuncDirection : public BlockFunc
+{
+    PLM_BLOCK_KIND(BlockFuncDirection, factoryNameText())
 
- public:
-  static const char* factoryNameText();
-  static std::unique_ptr<BlockFuncDirection> create();
+public:
+    static const char* factoryNameText();
+    static std::unique_ptr<BlockFuncDirection> create();
 
-  PLM_PROP_ACCESSORS(From, T, from_)
-  PLM_EXTERNAL_ACCESSORS(From, from_)
-  PLM_PROP_ACCESSORS(To, T, to_)
-  PLM_EXTERNAL_ACCESSORS(To, to_)
-  PLM_PROP_ACCESSORS(Length, float, length_)
-  PLM_EXTERNAL_ACCESSORS(Length, length_)
+    PLM_PROP_ACCESSORS(From, T, from_)
+    PLM_EXTERNAL_ACCESSORS(From, from_)
+    PLM_PROP_ACCESSORS(To, T, to_)
+    PLM_EXTERNAL_ACCESSORS(To, to_)
+    PLM_PROP_ACCESSORS(Length, float, length_)
+    PLM_EXTERNAL_ACCESSORS(Length, length_)
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockFuncDirection();
-  explicit BlockFuncDirection(LoadFlag flag);
-  BlockFuncDirection(const BlockFuncDirection& other);
+protected:
+    BlockFuncDirection();
+    explicit BlockFuncDirection(LoadFlag flag);
+    BlockFuncDirection(const BlockFuncDirection& other);
 
-  std::unique_ptr<Block> copyImpl() const override;
-  void saveImpl(Sl::RevisionSaver& saver) const override;
-  void loadImpl(Sl::RevisionLoader& loader) override;
+    std::unique_ptr<Block> copyImpl() const override;
+    void saveImpl(Sl::RevisionSaver& saver) const override;
+    void loadImpl(Sl::RevisionLoader& loader) override;
 
- private:
-  Prop<T> from_;
-  Prop<T> to_;
-  Prop<float> length_;
+private:
+    Prop<T> from_;
+    Prop<T> to_;
+    Prop<float> length_;
 };
 
 using BlockFuncDirectionVec2 = BlockFuncDirection<glm::vec2>;

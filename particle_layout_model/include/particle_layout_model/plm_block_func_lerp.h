@@ -3,39 +3,41 @@
 #include "particle_layout_model/plm_block_func.h"
 #include "particle_layout_model/plm_block_kind.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // Linear interpolation between "from" and "to" by "interp".
 template <class T>
-class BlockFuncLerp : public BlockFunc {
-  PLM_BLOCK_KIND(BlockFuncLerp, factoryNameText())
+class BlockFuncLerp : public BlockFunc
+{
+    PLM_BLOCK_KIND(BlockFuncLerp, factoryNameText())
 
- public:
-  static const char* factoryNameText();
-  static std::unique_ptr<BlockFuncLerp> create();
+public:
+    static const char* factoryNameText();
+    static std::unique_ptr<BlockFuncLerp> create();
 
-  PLM_PROP_ACCESSORS(From, T, from_)
-  PLM_EXTERNAL_ACCESSORS(From, from_)
-  PLM_PROP_ACCESSORS(To, T, to_)
-  PLM_EXTERNAL_ACCESSORS(To, to_)
-  PLM_PROP_ACCESSORS(Interp, float, interp_)
-  PLM_EXTERNAL_ACCESSORS(Interp, interp_)
+    PLM_PROP_ACCESSORS(From, T, from_)
+    PLM_EXTERNAL_ACCESSORS(From, from_)
+    PLM_PROP_ACCESSORS(To, T, to_)
+    PLM_EXTERNAL_ACCESSORS(To, to_)
+    PLM_PROP_ACCESSORS(Interp, float, interp_)
+    PLM_EXTERNAL_ACCESSORS(Interp, interp_)
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockFuncLerp();
-  explicit BlockFuncLerp(LoadFlag flag);
-  BlockFuncLerp(const BlockFuncLerp& other);
+protected:
+    BlockFuncLerp();
+    explicit BlockFuncLerp(LoadFlag flag);
+    BlockFuncLerp(const BlockFuncLerp& other);
 
-  std::unique_ptr<Block> copyImpl() const override;
-  void saveImpl(Sl::RevisionSaver& saver) const override;
-  void loadImpl(Sl::RevisionLoader& loader) override;
+    std::unique_ptr<Block> copyImpl() const override;
+    void saveImpl(Sl::RevisionSaver& saver) const override;
+    void loadImpl(Sl::RevisionLoader& loader) override;
 
- private:
-  Prop<T> from_;
-  Prop<T> to_;
-  Prop<float> interp_;
+private:
+    Prop<T> from_;
+    Prop<T> to_;
+    Prop<float> interp_;
 };
 
 using BlockFuncLerpFloat = BlockFuncLerp<float>;

@@ -3,34 +3,36 @@
 #include "particle_layout_model/plm_block_func.h"
 #include "particle_layout_model/plm_block_kind.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // A random float between "start" and "end".
-class BlockFuncRandom : public BlockFunc {
-  PLM_BLOCK_KIND(BlockFuncRandom, "func_random")
+class BlockFuncRandom : public BlockFunc
+{
+    PLM_BLOCK_KIND(BlockFuncRandom, "func_random")
 
- public:
-  static std::unique_ptr<BlockFuncRandom> create();
+public:
+    static std::unique_ptr<BlockFuncRandom> create();
 
-  PLM_PROP_ACCESSORS(Start, float, start_)
-  PLM_EXTERNAL_ACCESSORS(Start, start_)
-  PLM_PROP_ACCESSORS(End, float, end_)
-  PLM_EXTERNAL_ACCESSORS(End, end_)
+    PLM_PROP_ACCESSORS(Start, float, start_)
+    PLM_EXTERNAL_ACCESSORS(Start, start_)
+    PLM_PROP_ACCESSORS(End, float, end_)
+    PLM_EXTERNAL_ACCESSORS(End, end_)
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockFuncRandom();
-  explicit BlockFuncRandom(LoadFlag flag);
-  BlockFuncRandom(const BlockFuncRandom& other);
+protected:
+    BlockFuncRandom();
+    explicit BlockFuncRandom(LoadFlag flag);
+    BlockFuncRandom(const BlockFuncRandom& other);
 
-  std::unique_ptr<Block> copyImpl() const override;
-  void saveImpl(Sl::RevisionSaver& saver) const override;
-  void loadImpl(Sl::RevisionLoader& loader) override;
+    std::unique_ptr<Block> copyImpl() const override;
+    void saveImpl(Sl::RevisionSaver& saver) const override;
+    void loadImpl(Sl::RevisionLoader& loader) override;
 
- private:
-  Prop<float> start_;
-  Prop<float> end_;
+private:
+    Prop<float> start_;
+    Prop<float> end_;
 };
 
 }  // namespace Plm

@@ -3,28 +3,30 @@
 #include "particle_layout_model/plm_block_func.h"
 #include "particle_layout_model/plm_block_kind.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // Splits a vector into its components, one float output each.
 template <class T>
-class BlockFuncSplitVec : public BlockFunc {
-  PLM_BLOCK_KIND(BlockFuncSplitVec, factoryNameText())
+class BlockFuncSplitVec : public BlockFunc
+{
+    PLM_BLOCK_KIND(BlockFuncSplitVec, factoryNameText())
 
- public:
-  static constexpr unsigned int kNumComponents = sizeof(T) / sizeof(float);
+public:
+    static constexpr unsigned int kNumComponents = sizeof(T) / sizeof(float);
 
-  static const char* factoryNameText();
-  static std::unique_ptr<BlockFuncSplitVec> create();
+    static const char* factoryNameText();
+    static std::unique_ptr<BlockFuncSplitVec> create();
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockFuncSplitVec() = default;
-  explicit BlockFuncSplitVec(LoadFlag flag) : BlockFunc(flag) {}
-  BlockFuncSplitVec(const BlockFuncSplitVec& other) = default;
+protected:
+    BlockFuncSplitVec() = default;
+    explicit BlockFuncSplitVec(LoadFlag flag) : BlockFunc(flag) {}
+    BlockFuncSplitVec(const BlockFuncSplitVec& other) = default;
 
-  // Nothing of its own to keep: only the function block's group is written.
-  std::unique_ptr<Block> copyImpl() const override;
+    // Nothing of its own to keep: only the function block's group is written.
+    std::unique_ptr<Block> copyImpl() const override;
 };
 
 using BlockFuncSplitVec2 = BlockFuncSplitVec<glm::vec2>;

@@ -3,35 +3,37 @@
 #include "particle_layout_model/plm_block_generator.h"
 #include "particle_layout_model/plm_block_kind.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // Bursts each time the emitter has moved by a distance.
-class BlockGenDistance : public BlockGenerator {
-  PLM_BLOCK_KIND(BlockGenDistance, "gen_distance")
+class BlockGenDistance : public BlockGenerator
+{
+    PLM_BLOCK_KIND(BlockGenDistance, "gen_distance")
 
- public:
-  static std::unique_ptr<BlockGenDistance> create();
+public:
+    static std::unique_ptr<BlockGenDistance> create();
 
-  PLM_PROP_ACCESSORS(Distance, float, distance_)
-  PLM_EXTERNAL_ACCESSORS(Distance, distance_)
-  PLM_PROP_ACCESSORS(StartPhase, float, startPhase_)
-  PLM_PROP_ACCESSORS(Burst, unsigned int, burst_)
+    PLM_PROP_ACCESSORS(Distance, float, distance_)
+    PLM_EXTERNAL_ACCESSORS(Distance, distance_)
+    PLM_PROP_ACCESSORS(StartPhase, float, startPhase_)
+    PLM_PROP_ACCESSORS(Burst, unsigned int, burst_)
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockGenDistance();
-  explicit BlockGenDistance(LoadFlag flag);
-  BlockGenDistance(const BlockGenDistance& other);
+protected:
+    BlockGenDistance();
+    explicit BlockGenDistance(LoadFlag flag);
+    BlockGenDistance(const BlockGenDistance& other);
 
-  std::unique_ptr<Block> copyImpl() const override;
-  void saveImpl(Sl::RevisionSaver& saver) const override;
-  void loadImpl(Sl::RevisionLoader& loader) override;
+    std::unique_ptr<Block> copyImpl() const override;
+    void saveImpl(Sl::RevisionSaver& saver) const override;
+    void loadImpl(Sl::RevisionLoader& loader) override;
 
- private:
-  Prop<float> distance_;
-  Prop<float> startPhase_;
-  Prop<unsigned int> burst_;
+private:
+    Prop<float> distance_;
+    Prop<float> startPhase_;
+    Prop<unsigned int> burst_;
 };
 
 }  // namespace Plm

@@ -2,16 +2,18 @@
 
 #include "particle_layout_model/plm_block.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // What starts particles: an emitter's source of bursts.
-class BlockGenerator : public Block {
- public:
-  BlockGenerator* castToBlockGenerator() override { return this; }
+class BlockGenerator : public Block
+{
+public:
+    BlockGenerator* castToBlockGenerator() override { return this; }
 
- protected:
-  BlockGenerator() = default;
-  explicit BlockGenerator(LoadFlag flag) : Block(flag) {}
+protected:
+    BlockGenerator() = default;
+    explicit BlockGenerator(LoadFlag flag) : Block(flag) {}
 };
 
 }  // namespace Plm

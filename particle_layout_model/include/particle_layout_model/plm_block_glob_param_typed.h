@@ -4,38 +4,40 @@
 
 #include "particle_layout_model/plm_block_param.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // A named global parameter of one value type on output 0: fed from outside the emitter,
 // "value" when nothing feeds it.
 template <class T>
-class BlockGlobParamTyped : public BlockGlobParam {
-  PLM_BLOCK_KIND(BlockGlobParamTyped, factoryNameText())
+class BlockGlobParamTyped : public BlockGlobParam
+{
+    PLM_BLOCK_KIND(BlockGlobParamTyped, factoryNameText())
 
- public:
-  static const char* factoryNameText();
-  static std::unique_ptr<BlockGlobParamTyped> create();
+public:
+    static const char* factoryNameText();
+    static std::unique_ptr<BlockGlobParamTyped> create();
 
-  EnumConnectorType getConnectorType() const override { return ValueTraits<T>::connectorType; }
-  const std::string& getName() const override { return name_.get(); }
-  // Tells the emitter too: the blocks that attach it show the parameters by name.
-  void setName(const boost::optional<std::string>& name) override;
-  PLM_PROP_ACCESSORS(Value, T, value_)
+    EnumConnectorType getConnectorType() const override { return ValueTraits<T>::connectorType; }
+    const std::string& getName() const override { return name_.get(); }
+    // Tells the emitter too: the blocks that attach it show the parameters by name.
+    void setName(const boost::optional<std::string>& name) override;
+    PLM_PROP_ACCESSORS(Value, T, value_)
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockGlobParamTyped();
-  explicit BlockGlobParamTyped(LoadFlag flag);
-  BlockGlobParamTyped(const BlockGlobParamTyped& other);
+protected:
+    BlockGlobParamTyped();
+    explicit BlockGlobParamTyped(LoadFlag flag);
+    BlockGlobParamTyped(const BlockGlobParamTyped& other);
 
-  std::unique_ptr<Block> copyImpl() const override;
-  void saveImpl(Sl::RevisionSaver& saver) const override;
-  void loadImpl(Sl::RevisionLoader& loader) override;
+    std::unique_ptr<Block> copyImpl() const override;
+    void saveImpl(Sl::RevisionSaver& saver) const override;
+    void loadImpl(Sl::RevisionLoader& loader) override;
 
- private:
-  Prop<std::string> name_;
-  Prop<T> value_;
+private:
+    Prop<std::string> name_;
+    Prop<T> value_;
 };
 
 using BlockGlobParamFloat = BlockGlobParamTyped<float>;

@@ -2,48 +2,55 @@
 
 #include "particle_layout_model/plm_block_param.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // A global value of the emitter that the runtime provides: no properties, one output 0 of
 // type `kType`, and an empty group of the kind's factory name.
 template <class Derived, EnumConnectorType kType>
-class BlockGlobPlain : public BlockGlob {
- public:
-  static std::unique_ptr<Derived> create() {
-    std::unique_ptr<Derived> block(new Derived());
-    block->updateConnectors();
-    return block;
-  }
+class BlockGlobPlain : public BlockGlob
+{
+public:
+    static std::unique_ptr<Derived> create()
+    {
+        std::unique_ptr<Derived> block(new Derived());
+        block->updateConnectors();
+        return block;
+    }
 
-  void updateConnectors() override {
-    const BlockConnectorDesc out = outputDesc(kType, 0);
-    resetConnectors(&out, 1);
-  }
+    void updateConnectors() override
+    {
+        const BlockConnectorDesc out = outputDesc(kType, 0);
+        resetConnectors(&out, 1);
+    }
 
- protected:
-  BlockGlobPlain() = default;
-  explicit BlockGlobPlain(LoadFlag flag) : BlockGlob(flag) {}
-  BlockGlobPlain(const BlockGlobPlain& other) : BlockGlob(other) {}
+protected:
+    BlockGlobPlain() = default;
+    explicit BlockGlobPlain(LoadFlag flag) : BlockGlob(flag) {}
+    BlockGlobPlain(const BlockGlobPlain& other) : BlockGlob(other) {}
 
-  std::unique_ptr<Block> copyImpl() const override {
-    return std::unique_ptr<Block>(new Derived(static_cast<const Derived&>(*this)));
-  }
-  void saveImpl(Sl::RevisionSaver& saver) const override {
-    Sl::ScopedSaverGroup group(Derived::getStaticFactoryName().str().c_str(), saver, 0);
-  }
-  void loadImpl(Sl::RevisionLoader& loader) override { Sl::ScopedLoaderGroup group(loader, 0); }
+    std::unique_ptr<Block> copyImpl() const override
+    {
+        return std::unique_ptr<Block>(new Derived(static_cast<const Derived&>(*this)));
+    }
+    void saveImpl(Sl::RevisionSaver& saver) const override
+    {
+        Sl::ScopedSaverGroup group(Derived::getStaticFactoryName().str().c_str(), saver, 0);
+    }
+    void loadImpl(Sl::RevisionLoader& loader) override { Sl::ScopedLoaderGroup group(loader, 0); }
 };
 
-#define PLM_BLOCK_GLOB_PLAIN(ClassName, factoryName, type)              \
-  class ClassName : public BlockGlobPlain<ClassName, type> {            \
-    PLM_BLOCK_KIND(ClassName, factoryName)                              \
-    friend class BlockGlobPlain<ClassName, type>;                       \
-                                                                        \
-   protected:                                                           \
-    ClassName() = default;                                              \
-    explicit ClassName(LoadFlag flag) : BlockGlobPlain(flag) {}         \
-    ClassName(const ClassName& other) : BlockGlobPlain(other) {}        \
-  };
+#define PLM_BLOCK_GLOB_PLAIN(ClassName, factoryName, type)                                         \
+    class ClassName : public BlockGlobPlain<ClassName, type>                                       \
+    {                                                                                              \
+        PLM_BLOCK_KIND(ClassName, factoryName)                                                     \
+        friend class BlockGlobPlain<ClassName, type>;                                              \
+                                                                                                   \
+    protected:                                                                                     \
+        ClassName() = default;                                                                     \
+        explicit ClassName(LoadFlag flag) : BlockGlobPlain(flag) {}                                \
+        ClassName(const ClassName& other) : BlockGlobPlain(other) {}                               \
+    };
 
 // The emitter's position, direction and rotation in the world.
 PLM_BLOCK_GLOB_PLAIN(BlockGlobEmitterPos, "glob_emitter_pos", CT_Vec3)

@@ -2,25 +2,27 @@
 
 #include "particle_layout_model/plm_block_param.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // The particle's normalised age, on output 0. It has nothing to save.
-class BlockParamLifetime : public BlockParam {
-  PLM_BLOCK_KIND(BlockParamLifetime, "param_lifetime")
+class BlockParamLifetime : public BlockParam
+{
+    PLM_BLOCK_KIND(BlockParamLifetime, "param_lifetime")
 
- public:
-  static std::unique_ptr<BlockParamLifetime> create();
+public:
+    static std::unique_ptr<BlockParamLifetime> create();
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockParamLifetime() = default;
-  explicit BlockParamLifetime(LoadFlag flag) : BlockParam(flag) {}
-  BlockParamLifetime(const BlockParamLifetime& other) : BlockParam(other) {}
+protected:
+    BlockParamLifetime() = default;
+    explicit BlockParamLifetime(LoadFlag flag) : BlockParam(flag) {}
+    BlockParamLifetime(const BlockParamLifetime& other) : BlockParam(other) {}
 
-  std::unique_ptr<Block> copyImpl() const override;
-  void saveImpl(Sl::RevisionSaver& saver) const override {}
-  void loadImpl(Sl::RevisionLoader& loader) override {}
+    std::unique_ptr<Block> copyImpl() const override;
+    void saveImpl(Sl::RevisionSaver& saver) const override {}
+    void loadImpl(Sl::RevisionLoader& loader) override {}
 };
 
 }  // namespace Plm

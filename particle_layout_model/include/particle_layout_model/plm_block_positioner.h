@@ -4,33 +4,35 @@
 
 #include "particle_layout_model/plm_block_kind.h"
 
-namespace Plm {
+namespace Plm
+{
 
 // Where particles are born.
-class BlockPositioner : public Block {
-  PLM_BLOCK_KIND(BlockPositioner, "positioner")
+class BlockPositioner : public Block
+{
+    PLM_BLOCK_KIND(BlockPositioner, "positioner")
 
- public:
-  static std::unique_ptr<BlockPositioner> create();
+public:
+    static std::unique_ptr<BlockPositioner> create();
 
-  BlockPositioner* castToBlockPositioner() override { return this; }
+    BlockPositioner* castToBlockPositioner() override { return this; }
 
-  PLM_PROP_ACCESSORS(Position, glm::vec3, position_)
-  PLM_EXTERNAL_ACCESSORS(Position, position_)
+    PLM_PROP_ACCESSORS(Position, glm::vec3, position_)
+    PLM_EXTERNAL_ACCESSORS(Position, position_)
 
-  void updateConnectors() override;
+    void updateConnectors() override;
 
- protected:
-  BlockPositioner();
-  explicit BlockPositioner(LoadFlag flag);
-  BlockPositioner(const BlockPositioner& other);
+protected:
+    BlockPositioner();
+    explicit BlockPositioner(LoadFlag flag);
+    BlockPositioner(const BlockPositioner& other);
 
-  std::unique_ptr<Block> copyImpl() const override;
-  void saveImpl(Sl::RevisionSaver& saver) const override;
-  void loadImpl(Sl::RevisionLoader& loader) override;
+    std::unique_ptr<Block> copyImpl() const override;
+    void saveImpl(Sl::RevisionSaver& saver) const override;
+    void loadImpl(Sl::RevisionLoader& loader) override;
 
- private:
-  Prop<glm::vec3> position_;
+private:
+    Prop<glm::vec3> position_;
 };
 
 }  // namespace Plm

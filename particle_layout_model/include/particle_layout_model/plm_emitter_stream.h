@@ -6,7 +6,8 @@
 
 #include "revision_saveload/sl_saver.h"
 
-namespace Plm {
+namespace Plm
+{
 
 class Emitter;
 class EmitterOwner;

@@ -21,7 +21,7 @@ inline std::uint32_t colorByte(float c)
         return 0u;
     return static_cast<std::uint32_t>(static_cast<std::int32_t>(scaled)) & 0xFFu;
 }
-} // namespace Detail
+}  // namespace Detail
 
 // A colour as 4 bytes, from the low end: red, green, blue, alpha. So (1, 0, 0, 1)
 // is 0xFF0000FF, and 0.999 in a component gives 254.
@@ -40,4 +40,4 @@ inline glm::vec3 f32_bgrx_cast(std::uint32_t color)
                      static_cast<float>(color & 0xFFu) / 255.0f);
 }
 
-} // namespace GlmExt
+}  // namespace GlmExt

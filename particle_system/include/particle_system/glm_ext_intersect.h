@@ -11,8 +11,8 @@ namespace GlmExt
 // one diagonal only: the rising one (low corner to high corner) or the falling one.
 bool intersectAabbSegment(const glm::vec2& centre, const glm::vec2& direction, float length,
                           const glm::vec2& a, const glm::vec2& b, float segmentLength);
-bool intersectAabbDiagonalSegment(const glm::vec2& centre, const glm::vec2& direction,
-                                  float length, const glm::vec2& a, const glm::vec2& b,
-                                  float segmentLength, bool rising);
+bool intersectAabbDiagonalSegment(const glm::vec2& centre, const glm::vec2& direction, float length,
+                                  const glm::vec2& a, const glm::vec2& b, float segmentLength,
+                                  bool rising);
 
-} // namespace GlmExt
+}  // namespace GlmExt

@@ -23,7 +23,8 @@ namespace Ps
 class Allocator
 {
 public:
-    static constexpr uint32 kAlignment = alignof(void*) < 4 ? 4u : static_cast<uint32>(alignof(void*));
+    static constexpr uint32 kAlignment =
+        alignof(void*) < 4 ? 4u : static_cast<uint32>(alignof(void*));
     // Upper limit of any pool: sizes are 32-bit and must not wrap while they are summed.
     static constexpr uint64 kMaxPoolSize = 0x7FFFFFFFull;
 
@@ -89,4 +90,4 @@ private:
     uint32 poolSize_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -61,4 +61,4 @@ private:
     uint64 memoryBudget_ = Limits::kDefaultMemoryBudget;
 };
 
-} // namespace Ps
+}  // namespace Ps

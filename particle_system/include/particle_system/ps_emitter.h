@@ -44,7 +44,8 @@ public:
     Emitter(Operation* const* operations, uint32 numOperations, Generator* generator,
             Terminator* const* terminators, uint32 numTerminators, Constructor* constructor,
             const Chain (&chains)[CH_Count], uint32 maxNumParticles, EnumEmitterSorting sorting,
-            bool standalone, const ConnectedEmitter* connectedEmitters, uint32 numConnectedEmitters);
+            bool standalone, const ConnectedEmitter* connectedEmitters,
+            uint32 numConnectedEmitters);
     Emitter(const Emitter&) = delete;
     Emitter& operator=(const Emitter&) = delete;
 
@@ -138,4 +139,4 @@ private:
     const TextureFrame* constructorFrame_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -109,4 +109,4 @@ private:
     Emitter* emitter_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

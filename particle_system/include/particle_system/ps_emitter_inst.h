@@ -136,8 +136,14 @@ private:
     EmitterInst(uint32 poolSize, SystemInst& systemInst, const Emitter& emitter,
                 const glm::vec3& position, const glm::quat& rotation);
 
-    uint8* particle(uint32 i) const { return particles_ + static_cast<uint64>(i) * particleStride_; }
-    ParticleInfo* info(uint32 i) const { return reinterpret_cast<ParticleInfo*>(particle(i) + infoOffset_); }
+    uint8* particle(uint32 i) const
+    {
+        return particles_ + static_cast<uint64>(i) * particleStride_;
+    }
+    ParticleInfo* info(uint32 i) const
+    {
+        return reinterpret_cast<ParticleInfo*>(particle(i) + infoOffset_);
+    }
 
     bool killParticleIfReady(uint32 i, std::optional<uint32> prev);
     void sort(const glm::vec3& cameraDir);
@@ -182,15 +188,15 @@ private:
 template <class T>
 const T* StaticOutputDesc<T>::getPtr(EmitterInst& inst) const
 {
-    return reinterpret_cast<const T*>(static_cast<const uint8*>(inst.getVoidPtrStaticData(operation_)) +
-                                      offset_);
+    return reinterpret_cast<const T*>(
+        static_cast<const uint8*>(inst.getVoidPtrStaticData(operation_)) + offset_);
 }
 
 template <class T>
 const T* DynamicOutputDesc<T>::getPtr(EmitterInst& inst) const
 {
-    return reinterpret_cast<const T*>(static_cast<const uint8*>(inst.getVoidPtrDynamicData(operation_)) +
-                                      offset_);
+    return reinterpret_cast<const T*>(
+        static_cast<const uint8*>(inst.getVoidPtrDynamicData(operation_)) + offset_);
 }
 
-} // namespace Ps
+}  // namespace Ps

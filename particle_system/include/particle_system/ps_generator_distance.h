@@ -40,4 +40,4 @@ private:
     StaticOutputDesc<float> burstSizeOutput_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -50,4 +50,4 @@ private:
     StaticOutputDesc<float> burstSizeOutput_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -24,7 +24,8 @@ public:
     };
 
     GlobParam(Sl::Loader& loader, EmitterFactory&, Allocator& allocator)
-        : Operation(sizeof(Data), 0, 1, allocator), defaultValue_(readValue<T>(loader)),
+        : Operation(sizeof(Data), 0, 1, allocator),
+          defaultValue_(readValue<T>(loader)),
           output_(*this, offsetof(Data, value))
     {
         registerOutput(output_);
@@ -48,4 +49,4 @@ private:
     StaticOutputDesc<T> output_;
 };
 
-} // namespace Ps
+}  // namespace Ps

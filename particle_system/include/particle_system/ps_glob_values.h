@@ -82,4 +82,4 @@ using GlobTime = GlobValue<float, GlobTimeGetter>;
 using GlobSystemTime = GlobValue<float, GlobSystemTimeGetter>;
 using GlobNumParticles = GlobValue<float, GlobNumParticlesGetter>;
 
-} // namespace Ps
+}  // namespace Ps

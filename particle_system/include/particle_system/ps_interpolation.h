@@ -43,4 +43,4 @@ inline glm::vec3 lerpVec3(const glm::vec3& a, const glm::vec3& b, float t)
     return a + (b - a) * t;
 }
 
-} // namespace Ps
+}  // namespace Ps

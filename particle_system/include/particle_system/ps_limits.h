@@ -64,7 +64,10 @@ public:
         LK_ShotsPerFrame,  // the shots of a generator in one frame
     };
 
-    LimitException(Kind kind, std::string text) : Debug::CheckException(std::move(text)), kind_(kind) {}
+    LimitException(Kind kind, std::string text)
+        : Debug::CheckException(std::move(text)), kind_(kind)
+    {
+    }
 
     Kind getKind() const { return kind_; }
 
@@ -72,4 +75,4 @@ private:
     Kind kind_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -27,4 +27,4 @@ private:
     Context* context_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

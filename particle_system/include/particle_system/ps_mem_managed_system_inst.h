@@ -17,7 +17,8 @@ class SystemInst;
 class MemManagedSystemInst
 {
 public:
-    MemManagedSystemInst(const System& system, const glm::vec3& position, const glm::quat& rotation);
+    MemManagedSystemInst(const System& system, const glm::vec3& position,
+                         const glm::quat& rotation);
     ~MemManagedSystemInst();
     MemManagedSystemInst(const MemManagedSystemInst&) = delete;
     MemManagedSystemInst& operator=(const MemManagedSystemInst&) = delete;
@@ -32,4 +33,4 @@ private:
     SystemInst* inst_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

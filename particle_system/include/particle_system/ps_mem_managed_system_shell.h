@@ -35,4 +35,4 @@ private:
     System* system_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

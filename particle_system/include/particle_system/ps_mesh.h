@@ -117,4 +117,4 @@ private:
     uint32 maxIndices_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -124,4 +124,4 @@ extern template class MeshFactoryFactoryTyped<MeshFactoryStrip>;
 using MeshFactoryFactoryQuads = MeshFactoryFactoryTyped<MeshFactoryQuads>;
 using MeshFactoryFactoryStrip = MeshFactoryFactoryTyped<MeshFactoryStrip>;
 
-} // namespace Ps
+}  // namespace Ps

@@ -151,7 +151,10 @@ template <class T>
 class StaticOutputDesc final : public InputDesc<T>
 {
 public:
-    StaticOutputDesc(const Operation& operation, uint32 offset) : operation_(operation), offset_(offset) {}
+    StaticOutputDesc(const Operation& operation, uint32 offset)
+        : operation_(operation), offset_(offset)
+    {
+    }
     const T* getPtr(EmitterInst& inst) const override;
 
 private:
@@ -165,7 +168,10 @@ template <class T>
 class DynamicOutputDesc final : public InputDesc<T>
 {
 public:
-    DynamicOutputDesc(const Operation& operation, uint32 offset) : operation_(operation), offset_(offset) {}
+    DynamicOutputDesc(const Operation& operation, uint32 offset)
+        : operation_(operation), offset_(offset)
+    {
+    }
     const T* getPtr(EmitterInst& inst) const override;
 
 private:
@@ -224,4 +230,4 @@ private:
     uint32 renderStyleIndex_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -166,4 +166,4 @@ public:
     }
 };
 
-} // namespace Ps
+}  // namespace Ps

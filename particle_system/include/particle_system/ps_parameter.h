@@ -215,4 +215,4 @@ private:
     DynamicOutputDesc<glm::vec3> output_;
 };
 
-} // namespace Ps
+}  // namespace Ps

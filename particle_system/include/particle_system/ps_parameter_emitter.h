@@ -78,8 +78,8 @@ public:
         globParam_ = &target.getOperation(operationIndex);
         // The target is a global parameter of the same type, which keeps its value at the start
         // of its emitter data.
-        const bool targetIsGlobParamOfType =
-            target.getOperationFactoryType(operationIndex) == OF_GlobParamFloat + ValueTypeOf<T>::value;
+        const bool targetIsGlobParamOfType = target.getOperationFactoryType(operationIndex) ==
+                                             OF_GlobParamFloat + ValueTypeOf<T>::value;
         DEBUG_ASSERT(targetIsGlobParamOfType);
         DEBUG_ASSERT(globParam_->getEmitterDataSize() >= sizeof(T));
         factory.useConnectedEmitter(connEmitterIndex_, target.getEmitter());
@@ -122,4 +122,4 @@ private:
     uint32 connEmitterIndex_ = 0;
 };
 
-} // namespace Ps
+}  // namespace Ps

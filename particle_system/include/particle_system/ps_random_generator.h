@@ -75,4 +75,4 @@ private:
     std::uint32_t s3_;
 };
 
-} // namespace Ps
+}  // namespace Ps

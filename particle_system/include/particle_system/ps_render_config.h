@@ -35,4 +35,4 @@ struct RenderConfig
     std::vector<Emitter> emitters;
 };
 
-} // namespace Ps
+}  // namespace Ps

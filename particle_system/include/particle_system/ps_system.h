@@ -124,4 +124,4 @@ private:
     float presimTime_ = 0.0f;
 };
 
-} // namespace Ps
+}  // namespace Ps

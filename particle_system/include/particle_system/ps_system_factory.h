@@ -64,4 +64,4 @@ private:
     const Emitter** emitters_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -51,7 +51,8 @@ public:
     // Throws a LimitException when computeMemoryNeed exceeds the context's memory budget.
     static void checkMemoryBudget(const System& system);
 
-    SystemInst(uint8* pool, const System& system, const glm::vec3& position, const glm::quat& rotation);
+    SystemInst(uint8* pool, const System& system, const glm::vec3& position,
+               const glm::quat& rotation);
     virtual ~SystemInst();
     SystemInst(const SystemInst&) = delete;
     SystemInst& operator=(const SystemInst&) = delete;
@@ -138,4 +139,4 @@ private:
     Stats stats_;
 };
 
-} // namespace Ps
+}  // namespace Ps

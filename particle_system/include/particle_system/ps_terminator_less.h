@@ -33,4 +33,4 @@ private:
     const InputDesc<float>* greater_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -67,4 +67,4 @@ private:
     Level* levels_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

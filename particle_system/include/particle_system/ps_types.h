@@ -22,4 +22,4 @@ constexpr float kSlerpThreshold = 0.9999999f;
 // go down by one, and the step would never end.
 constexpr float kMaxShotsPerStep = 16777216.0f;
 
-} // namespace Ps
+}  // namespace Ps

@@ -103,4 +103,4 @@ inline bool readBool(Sl::Loader& loader)
     return v;
 }
 
-} // namespace Ps
+}  // namespace Ps

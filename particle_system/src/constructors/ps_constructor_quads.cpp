@@ -34,7 +34,7 @@ void storeAt(uint8* p, const T& value)
     std::memcpy(p, &value, sizeof(T));
 }
 
-} // namespace
+}  // namespace
 
 // --- Rotation ops --------------------------------------------------------------------------
 
@@ -308,4 +308,4 @@ void ConstructorQuads::processConstruct(EmitterInst& inst, Mesh& mesh, const glm
     mesh.setNumIndices(mesh.getNumIndices() + 6);
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -37,7 +37,7 @@ glm::vec3 sideOfRotation(const glm::quat& q)
                      2.0f * (q.y * q.z + q.w * q.x));
 }
 
-} // namespace
+}  // namespace
 
 ConstructorStrip::ConstructorStrip(Sl::Loader& loader, EmitterFactory& emitterFactory,
                                    Allocator& allocator)
@@ -114,8 +114,8 @@ void ConstructorStrip::preProcess(EmitterInst& inst, const glm::mat3& camera)
             // end-on) has no direction of its own: it keeps the side of the
             // younger neighbour rather than a NaN that would spoil the ribbon.
             const glm::vec3 across = glm::cross(prevPos - prev->position, camera[2]);
-            dyn.side = glm::dot(across, across) > kMinNormalFloat ? glm::normalize(across)
-                                                                   : prev->side;
+            dyn.side =
+                glm::dot(across, across) > kMinNormalFloat ? glm::normalize(across) : prev->side;
             prev->side = dyn.side;
         }
         dyn.u = prev->u + prev->length;
@@ -130,8 +130,8 @@ void ConstructorStrip::preProcess(EmitterInst& inst, const glm::mat3& camera)
         // particle overwrites it with the direction of its segment.
         dyn.side = data.rotation ? sideOfRotation(*data.rotation) : glm::vec3(0.0f);
         // So that the texture doesn't slide along the ribbon while the emitter moves.
-        const double travelled = static_cast<double>(inst.getTraveledDistance()) /
-                                 static_cast<double>(texRepetition);
+        const double travelled =
+            static_cast<double>(inst.getTraveledDistance()) / static_cast<double>(texRepetition);
         dyn.u = static_cast<float>(1.0 - std::fmod(travelled, 1.0));
     }
     dyn.length = glm::length(prevPos - particlePosition) / texRepetition;
@@ -149,10 +149,8 @@ void ConstructorStrip::processConstruct(EmitterInst& inst, Mesh& mesh, const glm
     const DynData& prev = *dyn.prev;
 
     const glm::vec3 positions[5] = {
-        dyn.position - dyn.side * dyn.halfWidth,
-        dyn.position + dyn.side * dyn.halfWidth,
-        prev.position + prev.side * prev.halfWidth,
-        prev.position,
+        dyn.position - dyn.side * dyn.halfWidth,    dyn.position + dyn.side * dyn.halfWidth,
+        prev.position + prev.side * prev.halfWidth, prev.position,
         prev.position - prev.side * prev.halfWidth,
     };
     const uint32 colors[5] = {dyn.color, dyn.color, prev.color, prev.color, prev.color};
@@ -189,4 +187,4 @@ void ConstructorStrip::processConstruct(EmitterInst& inst, Mesh& mesh, const glm
     mesh.setNumIndices(mesh.getNumIndices() + 9);
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -23,4 +23,4 @@ void FuncArea::process(EmitterInst& inst, float)
     d.out[0] = image_.pick(in<float>(d, 0), inst.getRandomGenerator());
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -37,7 +37,7 @@ AreaHeader readHeader(Sl::Loader& loader)
     return h;
 }
 
-} // namespace
+}  // namespace
 
 std::uint32_t FuncAreaImage::pickCell(float in) const
 {
@@ -63,10 +63,10 @@ glm::vec2 FuncAreaImage::pick(float in, RandomGenerator& rng) const
     const std::uint32_t row = cell / optWidth;
     const float r1 = rng.generateNormFloat();
     const float r2 = rng.generateNormFloat();
-    const float x = (static_cast<float>(column) / static_cast<float>(optWidth)) * size.x + position.x +
-                    r2 * cellSize.x;
-    const float y = (static_cast<float>(row) / static_cast<float>(optHeight)) * size.y + position.y +
-                    r1 * cellSize.y;
+    const float x = (static_cast<float>(column) / static_cast<float>(optWidth)) * size.x +
+                    position.x + r2 * cellSize.x;
+    const float y = (static_cast<float>(row) / static_cast<float>(optHeight)) * size.y +
+                    position.y + r1 * cellSize.y;
     return glm::vec2(x, y);
 }
 
@@ -74,7 +74,7 @@ std::uint32_t FuncAreaImage::computePoolSize(Sl::Loader& loader)
 {
     const AreaHeader h = readHeader(loader);
     const std::uint64_t numPixels = std::uint64_t(h.optWidth) * h.optHeight;
-    loader.skipBinary(); // "v"
+    loader.skipBinary();  // "v"
     return Allocator::alignedArray(numPixels, sizeof(std::uint32_t));
 }
 
@@ -110,4 +110,4 @@ void FuncAreaImage::load(Sl::Loader& loader, Allocator& allocator)
     }
 }
 
-} // namespace Ps
+}  // namespace Ps

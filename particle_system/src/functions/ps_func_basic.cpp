@@ -70,4 +70,4 @@ void FuncTransform::process(EmitterInst& inst, float)
     d.out[0] = funcTransform(transform_, in<glm::vec2>(d, 0));
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -37,7 +37,7 @@ inline float segmentFraction(float t, float start, float end)
     return (t - start) / width;
 }
 
-} // namespace
+}  // namespace
 
 float FuncCurve::wrapTime(float t) const
 {
@@ -48,8 +48,8 @@ float FuncCurve::wrapTime(float t) const
     {
         if (loopBefore)
         {
-            const double remainder =
-                std::fmod(static_cast<double>(timeStart - t), static_cast<double>(timeEnd - timeStart));
+            const double remainder = std::fmod(static_cast<double>(timeStart - t),
+                                               static_cast<double>(timeEnd - timeStart));
             t = timeEnd - static_cast<float>(remainder);
         }
         else
@@ -59,8 +59,8 @@ float FuncCurve::wrapTime(float t) const
     {
         if (loopAfter)
         {
-            const double remainder =
-                std::fmod(static_cast<double>(t - timeEnd), static_cast<double>(timeEnd - timeStart));
+            const double remainder = std::fmod(static_cast<double>(t - timeEnd),
+                                               static_cast<double>(timeEnd - timeStart));
             t = timeStart + static_cast<float>(remainder);
         }
         else
@@ -73,9 +73,9 @@ float FuncCurve::evaluate(float input) const
 {
     const float t = wrapTime(input);
     const FuncCurve& curve = *this;
-    const Segment* it = std::lower_bound(
-        segments_, segments_ + numSegments_, t,
-        [](const Segment& segment, float value) { return segment.timeEnd < value; });
+    const Segment* it = std::lower_bound(segments_, segments_ + numSegments_, t,
+                                         [](const Segment& segment, float value)
+                                         { return segment.timeEnd < value; });
     DEBUG_ASSERT(it != curve.segments_ + curve.numSegments_);
     const Segment& segment = *it;
     const float x = static_cast<float>(segment.numValues - 1) *
@@ -88,10 +88,10 @@ float FuncCurve::evaluate(float input) const
 std::uint32_t FuncCurve::computePoolSize(Sl::Loader& loader)
 {
     Sl::ScopedLoaderGroup group(loader);
-    loader.skipFloat(); // "time_start"
-    loader.skipFloat(); // "time_end"
-    loader.skipBool();  // "left_looped"
-    loader.skipBool();  // "right_looped"
+    loader.skipFloat();  // "time_start"
+    loader.skipFloat();  // "time_end"
+    loader.skipBool();   // "left_looped"
+    loader.skipBool();   // "right_looped"
     std::uint32_t numSegments = 0;
     loader.read(numSegments);
     std::uint64_t size = Allocator::alignedArray(numSegments, sizeof(Segment));
@@ -136,4 +136,4 @@ void FuncCurve::load(Sl::Loader& loader, Allocator& allocator)
     }
 }
 
-} // namespace Ps
+}  // namespace Ps

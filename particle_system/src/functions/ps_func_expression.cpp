@@ -17,10 +17,13 @@
 namespace Ps
 {
 
-static_assert(sizeof(FuncExpression::OwnOutputDesc<float>) == sizeof(FuncExpression::OwnOutputDesc<glm::quat>),
+static_assert(sizeof(FuncExpression::OwnOutputDesc<float>) ==
+                  sizeof(FuncExpression::OwnOutputDesc<glm::quat>),
               "one storage serves the output of every result type");
-static_assert(static_cast<uint32>(Expr::VT_Float) == VT_Float && static_cast<uint32>(Expr::VT_Vec2) == VT_Vec2 &&
-                  static_cast<uint32>(Expr::VT_Vec3) == VT_Vec3 && static_cast<uint32>(Expr::VT_Quat) == VT_Quat,
+static_assert(static_cast<uint32>(Expr::VT_Float) == VT_Float &&
+                  static_cast<uint32>(Expr::VT_Vec2) == VT_Vec2 &&
+                  static_cast<uint32>(Expr::VT_Vec3) == VT_Vec3 &&
+                  static_cast<uint32>(Expr::VT_Quat) == VT_Quat,
               "the expression language and the runtime number the value types alike");
 
 FuncExpression::FuncExpression(Sl::Loader& loader, EmitterFactory& factory, Allocator& allocator)
@@ -107,4 +110,4 @@ void FuncExpression::process(EmitterInst& inst, float dt)
     std::memcpy(data + getResultOffset(), executor_->getOutputRawData(), resultSize_);
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -11,9 +11,9 @@ FuncNoise3::FuncNoise3(Sl::Loader& loader, EmitterFactory& factory, Allocator& a
     : FuncOperation(allocator), image_(&factory.getContext().getNoiseImage())
 {
     loadIn<glm::vec3>(0, loader, factory);
-    loadExt<float>(1, loader, factory, allocator); // "smoothness"
+    loadExt<float>(1, loader, factory, allocator);  // "smoothness"
     params_.type = readU8(loader);
-    loadExt<float>(2, loader, factory, allocator); // "range_scale"
+    loadExt<float>(2, loader, factory, allocator);  // "range_scale"
     params_.rangeLow = readValue<glm::vec3>(loader);
     params_.rangeHigh = readValue<glm::vec3>(loader);
     params_.animation = readValue<glm::vec3>(loader);
@@ -40,4 +40,4 @@ void FuncNoise3::process(EmitterInst& inst, float)
                                 inst.getSystemInst().getTime());
 }
 
-} // namespace Ps
+}  // namespace Ps

@@ -10,7 +10,8 @@ glm::vec3 FuncNoise3Params::evaluate(const ImageNoise3& image, const glm::vec3& 
 {
     const glm::vec3 p = input + systemTime * animation;
     const glm::vec3 at = p / smoothness;
-    const glm::vec3 s = type == FN3_Linear ? image.getPixelLinearNorm(at) : image.getPixelCubicNorm(at);
+    const glm::vec3 s =
+        type == FN3_Linear ? image.getPixelLinearNorm(at) : image.getPixelCubicNorm(at);
     const glm::vec3 low = rangeLow * rangeScale;
     const glm::vec3 high = rangeHigh * rangeScale;
     glm::vec3 out = low + (high - low) * ((s + 1.0f) * 0.5f);
@@ -19,4 +20,4 @@ glm::vec3 FuncNoise3Params::evaluate(const ImageNoise3& image, const glm::vec3& 
     return out;
 }
 
-} // namespace Ps
+}  // namespace Ps

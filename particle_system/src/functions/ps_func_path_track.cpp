@@ -27,22 +27,21 @@ inline std::int32_t pointIndex(float x, std::uint32_t numValues)
     return x > last ? static_cast<std::int32_t>(numValues - 1) : 0;
 }
 
-} // namespace
+}  // namespace
 
 template <class T>
 void FuncPathTrack<T>::evaluate(float input, T& position, T& direction) const
 {
     const float t = glm::clamp(input, 0.0f, 1.0f);
-    const Segment* it = std::lower_bound(
-        segments_, segments_ + numSegments_, t,
-        [](const Segment& segment, float value) { return segment.normEnd < value; });
+    const Segment* it = std::lower_bound(segments_, segments_ + numSegments_, t,
+                                         [](const Segment& segment, float value)
+                                         { return segment.normEnd < value; });
     DEBUG_ASSERT(it != segments_ + numSegments_);
     const Segment& seg = *it;
     // A segment of no length is read at its start instead of dividing 0 by 0
     // (a NaN input stays NaN, as in any other segment).
     const float width = seg.normEnd - seg.normStart;
-    const float fraction =
-        width != 0.0f ? (t - seg.normStart) / width : (std::isnan(t) ? t : 0.0f);
+    const float fraction = width != 0.0f ? (t - seg.normStart) / width : (std::isnan(t) ? t : 0.0f);
     const float x = static_cast<float>(seg.numValues_ - 1) * fraction;
     const std::int32_t i = pointIndex(x, seg.numValues_);
     const float f = x - std::floor(x);
@@ -58,16 +57,16 @@ std::uint32_t FuncPathTrack<T>::computePoolSize(Sl::Loader& loader)
     std::uint64_t size = Allocator::alignedArray(numSegments, sizeof(Segment));
     for (std::uint32_t s = 0; s < numSegments; ++s)
     {
-        loader.skipFloat(); // "seg_norm_start"
-        loader.skipFloat(); // "seg_norm_end"
+        loader.skipFloat();  // "seg_norm_start"
+        loader.skipFloat();  // "seg_norm_end"
         std::uint32_t numValues = 0;
         loader.read(numValues);
         for (std::uint32_t v = 0; v < numValues; ++v)
-            loader.skipGroup(); // a point, T's group
+            loader.skipGroup();  // a point, T's group
         size += 2 * std::uint64_t(Allocator::alignedArray(std::uint64_t(numValues) + 1, sizeof(T)));
         size = Allocator::checkedSize(size);
     }
-    loader.skipFloat(); // "length"
+    loader.skipFloat();  // "length"
     return Allocator::checkedSize(size);
 }
 
@@ -94,10 +93,10 @@ void FuncPathTrack<T>::load(Sl::Loader& loader, Allocator& allocator)
         seg.dirs[seg.numValues_] = seg.dirs[seg.numValues_ - 2];
     }
     float length = 0.0f;
-    loader.read(length); // the whole path's length: stored, not needed here
+    loader.read(length);  // the whole path's length: stored, not needed here
 }
 
 template struct FuncPathTrack<glm::vec2>;
 template struct FuncPathTrack<glm::vec3>;
 
-} // namespace Ps
+}  // namespace Ps

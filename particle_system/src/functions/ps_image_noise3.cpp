@@ -31,10 +31,7 @@ Cell splitCoordinate(float v)
     return Cell{0, v - fl};
 }
 
-glm::vec3 lerp(const glm::vec3& u, const glm::vec3& v, float f)
-{
-    return u + (v - u) * f;
-}
+glm::vec3 lerp(const glm::vec3& u, const glm::vec3& v, float f) { return u + (v - u) * f; }
 
 // Catmull-Rom spline through p1 (t = 0) and p2 (t = 1).
 glm::vec3 catmullRom(const glm::vec3& p0, const glm::vec3& p1, const glm::vec3& p2,
@@ -46,14 +43,14 @@ glm::vec3 catmullRom(const glm::vec3& p0, const glm::vec3& p1, const glm::vec3& 
                    (3.0f * p1 - p0 - 3.0f * p2 + p3) * t3);
 }
 
-} // namespace
+}  // namespace
 
 ImageNoise3::ImageNoise3(const glm::vec3* const* planes, std::uint32_t deg2Size, bool writable)
-    : deg2Size_(deg2Size)
-    , size_(1u << deg2Size)
-    , sizeMask_((1u << deg2Size) - 1u)
-    , writable_(writable)
-    , planes_(planes)
+    : deg2Size_(deg2Size),
+      size_(1u << deg2Size),
+      sizeMask_((1u << deg2Size) - 1u),
+      writable_(writable),
+      planes_(planes)
 {
 }
 
@@ -148,4 +145,4 @@ glm::vec3 ImageNoise3::getPixelCubicNorm(const glm::vec3& p) const
     return getPixelCubic(p * static_cast<float>(size_));
 }
 
-} // namespace Ps
+}  // namespace Ps

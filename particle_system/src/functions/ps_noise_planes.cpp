@@ -29,7 +29,7 @@ namespace
 // The digest is referenced so that it is part of this translation unit.
 [[maybe_unused]] constexpr unsigned long long kNoisePlanesDigest = PS_NOISE_PLANES_DIGEST;
 
-} // namespace
+}  // namespace
 
 const glm::vec3 (&noisePlanes)[kNoisePlanesSize][kNoisePlanePixels] = ps_noise_planes_data;
 
@@ -47,4 +47,4 @@ const glm::vec3* const noisePlanesPtr[kNoisePlanesSize] = {
 
 static_assert(kNoisePlanesSize == 64, "the table of plane pointers above lists 64 planes");
 
-} // namespace Ps
+}  // namespace Ps

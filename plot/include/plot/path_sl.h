@@ -13,21 +13,26 @@
 #include "revision_saveload/sl_scoped_group.h"
 #include "revision_saveload/sl_write_read_glm.h"
 
-namespace Sl {
+namespace Sl
+{
 
-namespace PathDetail {
+namespace PathDetail
+{
 
 inline bool isFinite(const glm::vec2& v) { return std::isfinite(v.x) && std::isfinite(v.y); }
-inline bool isFinite(const glm::vec3& v) {
-  return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+inline bool isFinite(const glm::vec3& v)
+{
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
 }
 
 template <class T>
-T readFinite(Loader& loader) {
-  T value;
-  read(loader, value);
-  if (!isFinite(value)) throw CorruptedDataException();
-  return value;
+T readFinite(Loader& loader)
+{
+    T value;
+    read(loader, value);
+    if (!isFinite(value))
+        throw CorruptedDataException();
+    return value;
 }
 
 }  // namespace PathDetail
@@ -36,22 +41,26 @@ T readFinite(Loader& loader) {
 // grouped, "value" and "corner", each key but the first followed by the segment leading to
 // it: "seg" (0 linear, 1 Bezier, 2 broken), and for a Bezier "in_ctrl" and "out_ctrl".
 template <class T>
-void write(const char* name, Saver& saver, const Path<T>& path) {
-  ScopedSaverGroup group(name, saver);
-  saver.write("num_keys", static_cast<uint32_t>(path.getNumKeys()));
-  for (unsigned i = 0; i < path.getNumKeys(); ++i) {
-    const PathKey<T>& key = path.getKey(i);
-    write("value", saver, key.value);
-    saver.write("corner", key.corner);
-    if (i == 0) continue;
-    const PathSeg& seg = path.getSegment(i - 1);
-    saver.write("seg", static_cast<uint8_t>(seg.type_));
-    if (seg.type_ == PST_Bezier) {
-      const auto& bezier = static_cast<const PathSegBezier<T>&>(seg);
-      write("in_ctrl", saver, bezier.inControl_);
-      write("out_ctrl", saver, bezier.outControl_);
+void write(const char* name, Saver& saver, const Path<T>& path)
+{
+    ScopedSaverGroup group(name, saver);
+    saver.write("num_keys", static_cast<uint32_t>(path.getNumKeys()));
+    for (unsigned i = 0; i < path.getNumKeys(); ++i)
+    {
+        const PathKey<T>& key = path.getKey(i);
+        write("value", saver, key.value);
+        saver.write("corner", key.corner);
+        if (i == 0)
+            continue;
+        const PathSeg& seg = path.getSegment(i - 1);
+        saver.write("seg", static_cast<uint8_t>(seg.type_));
+        if (seg.type_ == PST_Bezier)
+        {
+            const auto& bezier = static_cast<const PathSegBezier<T>&>(seg);
+            write("in_ctrl", saver, bezier.inControl_);
+            write("out_ctrl", saver, bezier.outControl_);
+        }
     }
-  }
 }
 
 // Reads a path written by write(). The path is replaced only once the whole record has been
@@ -59,37 +68,47 @@ void write(const char* name, Saver& saver, const Path<T>& path) {
 // Sl::CorruptedDataException and leaves `path` as it was, as do the stream's own exceptions.
 // An optional path reads through the optional form of the stream, which calls this.
 template <class T>
-void read(Loader& loader, Path<T>& path) {
-  Path<T> result;
-  {
-    ScopedLoaderGroup group(loader);
-    uint32_t numKeys = 0;
-    loader.read(numKeys);
-    for (uint32_t i = 0; i < numKeys; ++i) {
-      PathKey<T> key;
-      key.value = PathDetail::readFinite<T>(loader);
-      loader.read(key.corner);
-      if (i == 0) {
-        result.appendKeyBack(key);
-        continue;
-      }
-      uint8_t segType = 0;
-      loader.read(segType);
-      if (segType == PST_Linear) {
-        result.appendKeyBackWithSegment(key, PathSegLinear());
-      } else if (segType == PST_Broken) {
-        result.appendKeyBackWithSegment(key, PathSegBroken());
-      } else if (segType == PST_Bezier) {
-        PathSegBezier<T> seg;
-        seg.inControl_ = PathDetail::readFinite<T>(loader);
-        seg.outControl_ = PathDetail::readFinite<T>(loader);
-        result.appendKeyBackWithSegment(key, seg);
-      } else {
-        throw CorruptedDataException();
-      }
+void read(Loader& loader, Path<T>& path)
+{
+    Path<T> result;
+    {
+        ScopedLoaderGroup group(loader);
+        uint32_t numKeys = 0;
+        loader.read(numKeys);
+        for (uint32_t i = 0; i < numKeys; ++i)
+        {
+            PathKey<T> key;
+            key.value = PathDetail::readFinite<T>(loader);
+            loader.read(key.corner);
+            if (i == 0)
+            {
+                result.appendKeyBack(key);
+                continue;
+            }
+            uint8_t segType = 0;
+            loader.read(segType);
+            if (segType == PST_Linear)
+            {
+                result.appendKeyBackWithSegment(key, PathSegLinear());
+            }
+            else if (segType == PST_Broken)
+            {
+                result.appendKeyBackWithSegment(key, PathSegBroken());
+            }
+            else if (segType == PST_Bezier)
+            {
+                PathSegBezier<T> seg;
+                seg.inControl_ = PathDetail::readFinite<T>(loader);
+                seg.outControl_ = PathDetail::readFinite<T>(loader);
+                result.appendKeyBackWithSegment(key, seg);
+            }
+            else
+            {
+                throw CorruptedDataException();
+            }
+        }
     }
-  }
-  path = std::move(result);
+    path = std::move(result);
 }
 
 }  // namespace Sl

@@ -2,7 +2,8 @@
 
 class Plot;
 
-namespace Sl {
+namespace Sl
+{
 class Saver;
 class Loader;
 

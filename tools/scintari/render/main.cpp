@@ -12,27 +12,31 @@
 #include "render_help.h"
 #include "render_options.h"
 
-int main(int argc, char** argv) {
-  std::vector<std::string> args(argv + 1, argv + argc);
-  for (const auto& arg : args) {
-    if (arg == "--help" || arg == "-h") {
-      std::cout << ScintariRender::kHelp;
-      return 0;
+int main(int argc, char** argv)
+{
+    std::vector<std::string> args(argv + 1, argv + argc);
+    for (const auto& arg : args)
+    {
+        if (arg == "--help" || arg == "-h")
+        {
+            std::cout << ScintariRender::kHelp;
+            return 0;
+        }
     }
-  }
-  ScintariRender::Options options;
-  std::string why;
-  if (!ScintariRender::parseOptions(args, options, why)) {
-    std::cerr << "scintari render: " << why << "\n\n" << ScintariRender::kHelp;
-    return 1;
-  }
-  // Without a display there is nothing to draw on but Qt's offscreen platform.
-  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
-      qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-  QGuiApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
-  int qtArgc = 1;
-  char* qtArgv[] = {argv[0], nullptr};
-  QGuiApplication app(qtArgc, qtArgv);
-  return ScintariRender::renderEffect(options, std::cout, std::cerr);
+    ScintariRender::Options options;
+    std::string why;
+    if (!ScintariRender::parseOptions(args, options, why))
+    {
+        std::cerr << "scintari render: " << why << "\n\n" << ScintariRender::kHelp;
+        return 1;
+    }
+    // Without a display there is nothing to draw on but Qt's offscreen platform.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
+        qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    int qtArgc = 1;
+    char* qtArgv[] = {argv[0], nullptr};
+    QGuiApplication app(qtArgc, qtArgv);
+    return ScintariRender::renderEffect(options, std::cout, std::cerr);
 }

@@ -4,7 +4,8 @@
 
 #include "render_options.h"
 
-namespace ScintariRender {
+namespace ScintariRender
+{
 
 // Loads, runs and draws the effect as the options say; needs a QGuiApplication
 // made with shared GL contexts. Returns the exit code of the program.

@@ -2,7 +2,8 @@
 
 // The help text of `scintari render`, shown by the tool and by the program
 // that draws.
-namespace ScintariRender {
+namespace ScintariRender
+{
 
 inline const char* const kHelp =
     "scintari render <compiled effect> --out frame.png [--time T] [--size WxH]\n"

@@ -6,25 +6,27 @@
 
 #include <glm/vec3.hpp>
 
-namespace ScintariRender {
+namespace ScintariRender
+{
 
 // The command line of `scintari render`, shared by the tool's front and the
 // sibling program that draws.
-struct Options {
-  std::string input;
-  float time = 1.0f;
-  int width = 512;
-  int height = 512;
-  std::string out;
-  bool customCamera = false;
-  glm::vec3 cameraDir{0.0f, 0.0f, -1.0f};
-  glm::vec3 cameraUp{0.0f, 1.0f, 0.0f};
-  glm::vec3 cameraRight{1.0f, 0.0f, 0.0f};
-  int frames = 1;
-  float every = 1.0f / 30.0f;
-  std::string texturesDir;  // empty: the folder of the input
-  std::uint32_t background = 0x000000;
-  float scale = 1.0f;
+struct Options
+{
+    std::string input;
+    float time = 1.0f;
+    int width = 512;
+    int height = 512;
+    std::string out;
+    bool customCamera = false;
+    glm::vec3 cameraDir{0.0f, 0.0f, -1.0f};
+    glm::vec3 cameraUp{0.0f, 1.0f, 0.0f};
+    glm::vec3 cameraRight{1.0f, 0.0f, 0.0f};
+    int frames = 1;
+    float every = 1.0f / 30.0f;
+    std::string texturesDir;  // empty: the folder of the input
+    std::uint32_t background = 0x000000;
+    float scale = 1.0f;
 };
 
 // Fills `options` from the arguments after the command's name; on failure

@@ -3,29 +3,36 @@
 #include <cstdlib>
 #include <new>
 
-namespace {
+namespace
+{
 
 thread_local long allocationsBeforeFailure = -1;
 thread_local bool failed = false;
 
-void* allocate(std::size_t size) {
-  if (allocationsBeforeFailure == 0) {
-    allocationsBeforeFailure = -1;
-    failed = true;
+void* allocate(std::size_t size)
+{
+    if (allocationsBeforeFailure == 0)
+    {
+        allocationsBeforeFailure = -1;
+        failed = true;
+        throw std::bad_alloc();
+    }
+    if (allocationsBeforeFailure > 0)
+        --allocationsBeforeFailure;
+    if (void* p = std::malloc(size ? size : 1))
+        return p;
     throw std::bad_alloc();
-  }
-  if (allocationsBeforeFailure > 0) --allocationsBeforeFailure;
-  if (void* p = std::malloc(size ? size : 1)) return p;
-  throw std::bad_alloc();
 }
 
 }  // namespace
 
-namespace DebugTest {
+namespace DebugTest
+{
 
-void failAllocationAfter(long allocations) {
-  allocationsBeforeFailure = allocations;
-  failed = false;
+void failAllocationAfter(long allocations)
+{
+    allocationsBeforeFailure = allocations;
+    failed = false;
 }
 
 bool allocationFailed() { return failed; }

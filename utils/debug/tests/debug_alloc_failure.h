@@ -2,7 +2,8 @@
 
 // Makes one allocation of the calling thread fail, for tests of what a failure half-way
 // leaves behind. The test program replaces the global operator new for this.
-namespace DebugTest {
+namespace DebugTest
+{
 
 // The allocation after `allocations` more ones of this thread throws std::bad_alloc; -1 disarms.
 void failAllocationAfter(long allocations);

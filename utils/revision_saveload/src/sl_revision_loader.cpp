@@ -3,25 +3,31 @@
 #include "debug/debug_check.h"
 #include "revision_saveload/sl_revision_core.h"
 
-namespace Sl {
+namespace Sl
+{
 
 RevisionLoader::RevisionLoader(const RevisionCore* core, Loader& loader)
-    : core_(core), loader_(&loader) {}
+    : core_(core), loader_(&loader)
+{
+}
 
 RevisionLoader::RevisionLoader(const RevisionCore* core, std::unique_ptr<Loader> loader)
-    : core_(core), owned_(std::move(loader)), loader_(owned_.get()) {
-  DEBUG_ASSERT(loader_ != nullptr);
+    : core_(core), owned_(std::move(loader)), loader_(owned_.get())
+{
+    DEBUG_ASSERT(loader_ != nullptr);
 }
 
 RevisionLoader::~RevisionLoader() = default;
 
-std::shared_ptr<RevisionLoader> RevisionLoader::beginLoadResource(
-    const boost::uuids::uuid& resourceId, const boost::uuids::uuid& revisionId) {
-  if (core_)
-    return core_->beginLoadResource(resourceId, revisionId);
-  if (std::shared_ptr<RevisionLoader> owner = weak_from_this().lock())
-    return owner;
-  return std::shared_ptr<RevisionLoader>(std::shared_ptr<RevisionLoader>(), this);
+std::shared_ptr<RevisionLoader>
+RevisionLoader::beginLoadResource(const boost::uuids::uuid& resourceId,
+                                  const boost::uuids::uuid& revisionId)
+{
+    if (core_)
+        return core_->beginLoadResource(resourceId, revisionId);
+    if (std::shared_ptr<RevisionLoader> owner = weak_from_this().lock())
+        return owner;
+    return std::shared_ptr<RevisionLoader>(std::shared_ptr<RevisionLoader>(), this);
 }
 
 uint32_t RevisionLoader::startGroup(uint32_t maxVersion) { return loader_->startGroup(maxVersion); }

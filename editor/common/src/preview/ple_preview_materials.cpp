@@ -210,7 +210,7 @@ GLuint linkProgram(const char* vertexSource, const char* fragmentSource)
     return program;
 }
 
-} // namespace
+}  // namespace
 
 // --- Base ----------------------------------------------------------------------------------
 
@@ -383,5 +383,5 @@ const Materials::BaseParticles& Materials::particleMaterial(unsigned materialId)
     }
 }
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

@@ -25,7 +25,7 @@ constexpr float kOrthoNear = 3.4028235e33f;
 constexpr float kOrthoFar = 3.4028235e36f;
 constexpr float kOrthoEyeDistance = 1.7014116e36f;
 
-} // namespace
+}  // namespace
 
 OffscreenRenderer::OffscreenRenderer() : context_(new QtExt::OffscreenContext)
 {
@@ -75,7 +75,8 @@ std::string OffscreenRenderer::describeContext()
 {
     makeCurrent();
     QOpenGLFunctions& f = *QOpenGLContext::currentContext()->functions();
-    const auto text = [&f](GLenum name) {
+    const auto text = [&f](GLenum name)
+    {
         const GLubyte* s = f.glGetString(name);
         return s ? std::string(reinterpret_cast<const char*>(s)) : std::string("?");
     };
@@ -130,5 +131,5 @@ QImage OffscreenRenderer::render(const View& view, const std::vector<Renderable*
     return image;
 }
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

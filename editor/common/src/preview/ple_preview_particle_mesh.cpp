@@ -27,8 +27,8 @@ QOpenGLFunctions& gl()
     return *context->functions();
 }
 
-std::unique_ptr<QOpenGLBuffer> makeBuffer(QOpenGLBuffer::Type type, QOpenGLBuffer::UsagePattern usage,
-                                          const void* data, int size)
+std::unique_ptr<QOpenGLBuffer>
+makeBuffer(QOpenGLBuffer::Type type, QOpenGLBuffer::UsagePattern usage, const void* data, int size)
 {
     std::unique_ptr<QOpenGLBuffer> buffer(new QOpenGLBuffer(type));
     DEBUG_VERIFY(buffer->create());
@@ -52,7 +52,7 @@ void setDebugAttributes(const Ps::Mesh& mesh, int positionAttribute, int colorAt
                             stride, byteOffset(mesh.getColorOffset()));
 }
 
-} // namespace
+}  // namespace
 
 // --- ParticleMesh --------------------------------------------------------------------------
 
@@ -182,5 +182,5 @@ void DebugMesh::render(bool lines, int positionAttribute, int colorAttribute)
     vertexBuffer_->release();
 }
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

@@ -146,10 +146,9 @@ void Particles::drawRenderCalls(const RenderData& renderData)
         const Materials::BaseParticles& material =
             renderData.materials->particleMaterial(system.getMaterial(style.materialIndex));
         material.begin(renderData, model);
-        meshes_[call.meshIndex]->render(call.startPolygon, call.numPolygons,
-                                         material.getPositionAttribute(),
-                                         material.getColorAttribute(),
-                                         material.getTexCoordAttribute());
+        meshes_[call.meshIndex]->render(
+            call.startPolygon, call.numPolygons, material.getPositionAttribute(),
+            material.getColorAttribute(), material.getTexCoordAttribute());
         material.end();
     }
 }
@@ -188,5 +187,5 @@ void Particles::renderDebug(const RenderData& renderData)
     points.end();
 }
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

@@ -19,12 +19,15 @@ Texture::Texture(const boost::filesystem::path& path, QtExt::OffscreenContext& c
 {
     // The texture's GL name belongs to the context: it goes with it. The
     // context may announce its end twice, hence the check.
-    contextConnection_ = QObject::connect(&context, &QObject::destroyed, [this]() {
-        if (context_ && texture_ && QOpenGLContext::currentContext())
-            texture_->destroy();
-        texture_.reset();
-        context_ = nullptr;
-    });
+    contextConnection_ =
+        QObject::connect(&context, &QObject::destroyed,
+                         [this]()
+                         {
+                             if (context_ && texture_ && QOpenGLContext::currentContext())
+                                 texture_->destroy();
+                             texture_.reset();
+                             context_ = nullptr;
+                         });
     updateFromFile();
 }
 
@@ -109,5 +112,5 @@ void Texture::upload(const QImage& image)
     texture_->setMagnificationFilter(QOpenGLTexture::Linear);
 }
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

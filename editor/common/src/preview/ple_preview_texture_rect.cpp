@@ -29,7 +29,7 @@ struct RectVertex
 };
 static_assert(sizeof(RectVertex) == TextureRect::kVertexSize, "a picture vertex is 24 bytes");
 
-} // namespace
+}  // namespace
 
 TextureRect::TextureRect(std::shared_ptr<Texture> texture, const glm::vec2& size,
                          const glm::vec3& position)
@@ -114,5 +114,5 @@ void TextureRect::render(const RenderData& renderData)
     material.end();
 }
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

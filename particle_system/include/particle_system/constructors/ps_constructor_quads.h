@@ -214,4 +214,4 @@ private:
     uint32 texDataOffset_ = 0;
 };
 
-} // namespace Ps
+}  // namespace Ps

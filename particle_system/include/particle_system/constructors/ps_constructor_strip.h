@@ -68,4 +68,4 @@ private:
     const InputDesc<float>* texRepetition_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

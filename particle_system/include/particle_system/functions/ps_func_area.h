@@ -24,4 +24,4 @@ private:
     FuncAreaImage image_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -19,10 +19,10 @@ class RandomGenerator;
 // placed area with a probability proportional to the paint.
 struct FuncAreaImage
 {
-    glm::vec2 position;   // the area's corner, scene units
-    glm::vec2 size;       // width, height
-    glm::vec2 cellSize;   // width / optWidth, height / optHeight
-    std::uint32_t* optData_; // optData_[i]: the sum of the weights of cells 0 to i
+    glm::vec2 position;       // the area's corner, scene units
+    glm::vec2 size;           // width, height
+    glm::vec2 cellSize;       // width / optWidth, height / optHeight
+    std::uint32_t* optData_;  // optData_[i]: the sum of the weights of cells 0 to i
     std::uint32_t optWidth;
     std::uint32_t optHeight;
     std::uint32_t total;
@@ -43,4 +43,4 @@ struct FuncAreaImage
     void load(Sl::Loader& loader, Allocator& allocator);
 };
 
-} // namespace Ps
+}  // namespace Ps

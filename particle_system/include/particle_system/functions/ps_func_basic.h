@@ -32,7 +32,8 @@ public:
 
 // from + (to - from) * interp. Fields: "from", "to" Ext<T>; "interp" Ext<float>.
 template <class T>
-class FuncLerp final : public FuncOfInputs<FuncLerp<T>, T, 1, ExtField<T>, ExtField<T>, ExtField<float>>
+class FuncLerp final
+    : public FuncOfInputs<FuncLerp<T>, T, 1, ExtField<T>, ExtField<T>, ExtField<float>>
 {
     using Base = FuncOfInputs<FuncLerp<T>, T, 1, ExtField<T>, ExtField<T>, ExtField<float>>;
 
@@ -134,10 +135,11 @@ public:
     }
 };
 
-class FuncJoinVec3 final
-    : public FuncOfInputs<FuncJoinVec3, glm::vec3, 1, ExtField<float>, ExtField<float>, ExtField<float>>
+class FuncJoinVec3 final : public FuncOfInputs<FuncJoinVec3, glm::vec3, 1, ExtField<float>,
+                                               ExtField<float>, ExtField<float>>
 {
-    using Base = FuncOfInputs<FuncJoinVec3, glm::vec3, 1, ExtField<float>, ExtField<float>, ExtField<float>>;
+    using Base =
+        FuncOfInputs<FuncJoinVec3, glm::vec3, 1, ExtField<float>, ExtField<float>, ExtField<float>>;
 
 public:
     using Base::Base;
@@ -187,7 +189,8 @@ public:
 };
 
 // A vector of "length" at "angle" degrees (Ext<float> each).
-class FuncRot2Vec final : public FuncOfInputs<FuncRot2Vec, glm::vec2, 1, ExtField<float>, ExtField<float>>
+class FuncRot2Vec final
+    : public FuncOfInputs<FuncRot2Vec, glm::vec2, 1, ExtField<float>, ExtField<float>>
 {
     using Base = FuncOfInputs<FuncRot2Vec, glm::vec2, 1, ExtField<float>, ExtField<float>>;
 
@@ -250,7 +253,10 @@ class FuncVec2Rot final : public FuncOfInputs<FuncVec2Rot, float, 1, ExtField<gl
 
 public:
     using Base::Base;
-    void compute(Data& d, EmitterInst&, float) const { d.out[0] = funcVec2Rot(in<glm::vec2>(d, 0)); }
+    void compute(Data& d, EmitterInst&, float) const
+    {
+        d.out[0] = funcVec2Rot(in<glm::vec2>(d, 0));
+    }
 };
 
 // The rotation whose axes follow two given directions. Fields: "type" u8
@@ -283,4 +289,4 @@ private:
     glm::mat3 transform_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -46,4 +46,4 @@ struct FuncCurve
     void load(Sl::Loader& loader, Allocator& allocator);
 };
 
-} // namespace Ps
+}  // namespace Ps

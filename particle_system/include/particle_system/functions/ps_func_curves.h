@@ -60,4 +60,4 @@ private:
     Curve curves_[kNumComponents];
 };
 
-} // namespace Ps
+}  // namespace Ps

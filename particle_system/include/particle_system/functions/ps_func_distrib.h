@@ -39,4 +39,4 @@ private:
     T value_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -42,8 +42,9 @@ public:
         explicit OwnOutputDesc(const FuncExpression& operation) : operation_(operation) {}
         const T* getPtr(EmitterInst& inst) const override
         {
-            return reinterpret_cast<const T*>(static_cast<const uint8*>(inst.getVoidPtrStaticData(operation_)) +
-                                              operation_.getResultOffset());
+            return reinterpret_cast<const T*>(
+                static_cast<const uint8*>(inst.getVoidPtrStaticData(operation_)) +
+                operation_.getResultOffset());
         }
 
     private:
@@ -68,4 +69,4 @@ private:
     alignas(OwnOutputDesc<float>) unsigned char output_[sizeof(OwnOutputDesc<float>)];
 };
 
-} // namespace Ps
+}  // namespace Ps

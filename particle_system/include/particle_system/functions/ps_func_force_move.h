@@ -24,7 +24,8 @@ class FuncForceMove final : public FuncOperation<T, 3, 2>
 public:
     using Data = typename Base::Data;
 
-    FuncForceMove(Sl::Loader& loader, EmitterFactory& factory, Allocator& allocator) : Base(allocator)
+    FuncForceMove(Sl::Loader& loader, EmitterFactory& factory, Allocator& allocator)
+        : Base(allocator)
     {
         this->template loadIn<T>(0, loader, factory);
         this->template loadIn<T>(1, loader, factory);
@@ -93,4 +94,4 @@ private:
     const InputDesc<T>** winds_ = nullptr;
 };
 
-} // namespace Ps
+}  // namespace Ps

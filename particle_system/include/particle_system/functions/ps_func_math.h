@@ -35,10 +35,7 @@ inline glm::vec3 rotateVector(const glm::quat& q, const glm::vec3& v)
 }
 
 // A quaternion from (x, y, z, w); glm's constructor takes w first.
-inline glm::quat quatXyzw(float x, float y, float z, float w)
-{
-    return glm::quat(w, x, y, z);
-}
+inline glm::quat quatXyzw(float x, float y, float z, float w) { return glm::quat(w, x, y, z); }
 
 template <class T>
 inline T funcMove(const T& input, const T& speed, float dt)
@@ -155,10 +152,7 @@ inline glm::quat funcRotationFromAxes(std::uint8_t type, const glm::vec3& firstA
 }
 
 // The columns of the rotation matrix of `q`: where X, Y and Z go.
-inline glm::mat3 funcAxisFromRotation(const glm::quat& q)
-{
-    return glm::mat3_cast(q);
-}
+inline glm::mat3 funcAxisFromRotation(const glm::quat& q) { return glm::mat3_cast(q); }
 
 // A vector of `length` at `angle` degrees from the x axis.
 inline glm::vec2 funcRot2Vec(float angle, float length)
@@ -189,7 +183,8 @@ inline glm::vec3 funcTransfer3(const glm::vec3& position, const glm::quat& rotat
 // The 2D affine map held in the columns of `m`.
 inline glm::vec2 funcTransform(const glm::mat3& m, const glm::vec2& p)
 {
-    return glm::vec2(m[0][0] * p.x + m[1][0] * p.y + m[2][0], m[0][1] * p.x + m[1][1] * p.y + m[2][1]);
+    return glm::vec2(m[0][0] * p.x + m[1][0] * p.y + m[2][0],
+                     m[0][1] * p.x + m[1][1] * p.y + m[2][1]);
 }
 
 // Upper bound of the sub-steps of one forceMove call. The steps grow
@@ -239,4 +234,4 @@ inline void forceMove(T& p, T& v, const T* const* forces, std::uint32_t numForce
     } while (rest > kFuncMinFloat);
 }
 
-} // namespace Ps
+}  // namespace Ps

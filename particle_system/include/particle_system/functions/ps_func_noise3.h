@@ -28,4 +28,4 @@ private:
     FuncNoise3Params params_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -13,7 +13,7 @@ class ImageNoise3;
 enum EnumFuncNoise3Type : std::uint8_t
 {
     FN3_Linear = 0,
-    FN3_Cubic = 1, // and any other value
+    FN3_Cubic = 1,  // and any other value
 };
 
 // The arithmetic of FuncNoise3 for one input point.
@@ -34,4 +34,4 @@ struct FuncNoise3Params
                        float rangeScale, float systemTime) const;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -71,7 +71,10 @@ protected:
     }
     static uint32 skipExt(Sl::Loader& loader) { return EmitterFactory::skipExternal(loader); }
 
-    Data& data(EmitterInst& inst) const { return *static_cast<Data*>(inst.getVoidPtrStaticData(*this)); }
+    Data& data(EmitterInst& inst) const
+    {
+        return *static_cast<Data*>(inst.getVoidPtrStaticData(*this));
+    }
 
     template <class T>
     static const T& in(const Data& data, uint32 i)
@@ -108,7 +111,8 @@ class FuncOfInputs : public FuncOperation<OutT, sizeof...(Fields), NOut>
 public:
     using Data = typename Base::Data;
 
-    FuncOfInputs(Sl::Loader& loader, EmitterFactory& factory, Allocator& allocator) : Base(allocator)
+    FuncOfInputs(Sl::Loader& loader, EmitterFactory& factory, Allocator& allocator)
+        : Base(allocator)
     {
         uint32 i = 0;
         (loadField(Fields{}, i++, loader, factory, allocator), ...);
@@ -150,4 +154,4 @@ private:
     }
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -43,4 +43,4 @@ private:
     FuncPathTrack<T> track_;
 };
 
-} // namespace Ps
+}  // namespace Ps

@@ -50,4 +50,4 @@ struct FuncPathTrack
 extern template struct FuncPathTrack<glm::vec2>;
 extern template struct FuncPathTrack<glm::vec3>;
 
-} // namespace Ps
+}  // namespace Ps

@@ -69,4 +69,4 @@ private:
     const glm::vec3* const* planes_;
 };
 
-} // namespace Ps
+}  // namespace Ps

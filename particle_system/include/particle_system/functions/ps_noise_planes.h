@@ -21,4 +21,4 @@ extern const glm::vec3 (&noisePlanes)[kNoisePlanesSize][kNoisePlanePixels];
 // One pointer per plane: what ImageNoise3::createPregenerated takes.
 extern const glm::vec3* const noisePlanesPtr[kNoisePlanesSize];
 
-} // namespace Ps
+}  // namespace Ps

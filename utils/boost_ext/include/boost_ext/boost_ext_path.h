@@ -5,7 +5,8 @@
 
 // Path helpers that the model rests on. References between files are kept relative to the
 // file that holds them, and paths are compared as paths, so one place must have one form.
-namespace BoostExt {
+namespace BoostExt
+{
 
 // The path exists and is a directory. Never throws: errors and "not found" give false.
 bool dirExists(const boost::filesystem::path& path);

@@ -2,7 +2,8 @@
 
 #include <boost/uuid/uuid.hpp>
 
-namespace BoostExt {
+namespace BoostExt
+{
 
 // A new random identifier. Every identity and revision of the model comes from here.
 // The generator is made at the first call and seeded once with the current second, so the

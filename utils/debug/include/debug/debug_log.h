@@ -2,14 +2,16 @@
 
 #include <string>
 
-namespace Debug {
+namespace Debug
+{
 
 // Log levels with the numeric values the log file records.
-enum class LogLevel : int {
-  Debug = 100,
-  Info = 300,
-  Warning = 500,
-  Fatal = 1000,
+enum class LogLevel : int
+{
+    Debug = 100,
+    Info = 300,
+    Warning = 500,
+    Fatal = 1000,
 };
 
 // Writes one record through the program's logger (see debug_log_worker.h).
@@ -22,5 +24,5 @@ void logMessage(LogLevel level, const char* file, int line, const char* function
 
 }  // namespace Debug
 
-#define DEBUG_LOG(level, text) \
-  ::Debug::logMessage(::Debug::LogLevel::level, __FILE__, __LINE__, __func__, (text))
+#define DEBUG_LOG(level, text)                                                                     \
+    ::Debug::logMessage(::Debug::LogLevel::level, __FILE__, __LINE__, __func__, (text))

@@ -5,7 +5,8 @@
 #include <memory>
 #include <string>
 
-namespace Debug {
+namespace Debug
+{
 
 // The program's log file: one asynchronous spdlog logger whose single worker
 // thread writes the records into "<prefix>.<YYYYMMDD-HHMMSS>.<pid>.log" in the
@@ -22,27 +23,28 @@ namespace Debug {
 // is queued, flushes the file and ends the worker thread; the file itself stays
 // on disk. A record that another thread logs meanwhile is either written to the
 // file (its call began before the end) or kept in memory for the next worker.
-class LogWorker {
- public:
-  // Opens the log file in logFolder (created when missing). When that folder
-  // can't be used, the file goes to the current folder instead; when that
-  // fails too, there is no file (fileName() is empty) and records stay in memory.
-  static std::unique_ptr<LogWorker> create(const std::string& logPrefix,
-                                           const std::string& logFolder);
-  ~LogWorker();
+class LogWorker
+{
+public:
+    // Opens the log file in logFolder (created when missing). When that folder
+    // can't be used, the file goes to the current folder instead; when that
+    // fails too, there is no file (fileName() is empty) and records stay in memory.
+    static std::unique_ptr<LogWorker> create(const std::string& logPrefix,
+                                             const std::string& logFolder);
+    ~LogWorker();
 
-  LogWorker(const LogWorker&) = delete;
-  LogWorker& operator=(const LogWorker&) = delete;
+    LogWorker(const LogWorker&) = delete;
+    LogWorker& operator=(const LogWorker&) = delete;
 
-  // Full path of the log file, empty when none could be opened.
-  const std::string& fileName() const { return fileName_; }
+    // Full path of the log file, empty when none could be opened.
+    const std::string& fileName() const { return fileName_; }
 
- private:
-  struct Impl;
-  explicit LogWorker(std::unique_ptr<Impl> impl, std::string fileName);
+private:
+    struct Impl;
+    explicit LogWorker(std::unique_ptr<Impl> impl, std::string fileName);
 
-  std::unique_ptr<Impl> impl_;
-  std::string fileName_;
+    std::unique_ptr<Impl> impl_;
+    std::string fileName_;
 };
 
 // Most records kept in memory while no worker runs; older ones are dropped and

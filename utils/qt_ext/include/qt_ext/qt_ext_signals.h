@@ -4,7 +4,8 @@
 
 #include <QObject>
 
-namespace QtExt {
+namespace QtExt
+{
 
 // Reports an invalid connection with a Qt assertion that stays on in every
 // build (unlike Q_ASSERT_X).
@@ -13,10 +14,12 @@ namespace QtExt {
 // QObject::connect that stops the program when the connection can't be made,
 // so that a misspelt signal or slot signature shows at the first run.
 template <class... Args>
-QMetaObject::Connection checkedConnect(const char* file, int line, Args&&... args) {
-  QMetaObject::Connection connection = QObject::connect(std::forward<Args>(args)...);
-  if (!connection) checkedConnectFailed(file, line);
-  return connection;
+QMetaObject::Connection checkedConnect(const char* file, int line, Args&&... args)
+{
+    QMetaObject::Connection connection = QObject::connect(std::forward<Args>(args)...);
+    if (!connection)
+        checkedConnectFailed(file, line);
+    return connection;
 }
 
 }  // namespace QtExt

@@ -3,7 +3,8 @@
 class QWidget;
 class QVariant;
 
-namespace QtExt {
+namespace QtExt
+{
 
 // Sets a dynamic property that stylesheet selectors test ([name="value"]) and
 // re-polishes the widget so that the stylesheet takes the new value at once.

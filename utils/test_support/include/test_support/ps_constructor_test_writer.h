@@ -37,27 +37,29 @@ struct QuadsFields
 
 inline uint8_t constructorQuads(EmitterWriter& emitter, const QuadsFields& f)
 {
-    return emitter.op(Ps::OF_ConstructorQuads, [f](Sl::Saver& s) {
-        writeExt(s, "origin", f.origin);
-        writeU8(s, "rotation_op", f.rotationOp);
-        if (f.rotationOp == Ps::CGO_Faced)
-            writeExt(s, "rotation", f.facedAngle);
-        else
-            writeIn(s, "rotation", f.freeRotation);
-        writeU8(s, "size_type", f.sizeType);
-        writeExt(s, "size", f.size);
-        writeExt(s, "color", f.color);
-        writeExt(s, "alpha", f.alpha);
-        writeU8(s, "vis_mesh_index", f.mesh);
-        writeU8(s, "rend_style_index", f.style);
-        writeU8(s, "tex_op", f.texOp);
-        if (f.texOp == Ps::CTO_Grid)
-        {
-            writeU8(s, "tex_op_grid_cols", f.columns);
-            writeU8(s, "tex_op_grid_rows", f.rows);
-            writeIn(s, "tex_op_grid_index", f.gridIndex);
-        }
-    });
+    return emitter.op(Ps::OF_ConstructorQuads,
+                      [f](Sl::Saver& s)
+                      {
+                          writeExt(s, "origin", f.origin);
+                          writeU8(s, "rotation_op", f.rotationOp);
+                          if (f.rotationOp == Ps::CGO_Faced)
+                              writeExt(s, "rotation", f.facedAngle);
+                          else
+                              writeIn(s, "rotation", f.freeRotation);
+                          writeU8(s, "size_type", f.sizeType);
+                          writeExt(s, "size", f.size);
+                          writeExt(s, "color", f.color);
+                          writeExt(s, "alpha", f.alpha);
+                          writeU8(s, "vis_mesh_index", f.mesh);
+                          writeU8(s, "rend_style_index", f.style);
+                          writeU8(s, "tex_op", f.texOp);
+                          if (f.texOp == Ps::CTO_Grid)
+                          {
+                              writeU8(s, "tex_op_grid_cols", f.columns);
+                              writeU8(s, "tex_op_grid_rows", f.rows);
+                              writeIn(s, "tex_op_grid_index", f.gridIndex);
+                          }
+                      });
 }
 
 struct StripFields
@@ -74,17 +76,19 @@ struct StripFields
 
 inline uint8_t constructorStrip(EmitterWriter& emitter, const StripFields& f)
 {
-    return emitter.op(Ps::OF_ConstructorStrip, [f](Sl::Saver& s) {
-        writeBool(s, "has_free_rotation", f.hasFreeRotation);
-        if (f.hasFreeRotation)
-            writeIn(s, "rotation", f.rotation);
-        writeExt(s, "size", f.size);
-        writeExt(s, "color", f.color);
-        writeExt(s, "alpha", f.alpha);
-        writeExt(s, "tex_rep", f.texRepetition);
-        writeU8(s, "vis_mesh_index", f.mesh);
-        writeU8(s, "rend_style_index", f.style);
-    });
+    return emitter.op(Ps::OF_ConstructorStrip,
+                      [f](Sl::Saver& s)
+                      {
+                          writeBool(s, "has_free_rotation", f.hasFreeRotation);
+                          if (f.hasFreeRotation)
+                              writeIn(s, "rotation", f.rotation);
+                          writeExt(s, "size", f.size);
+                          writeExt(s, "color", f.color);
+                          writeExt(s, "alpha", f.alpha);
+                          writeExt(s, "tex_rep", f.texRepetition);
+                          writeU8(s, "vis_mesh_index", f.mesh);
+                          writeU8(s, "rend_style_index", f.style);
+                      });
 }
 
-} // namespace PsTest
+}  // namespace PsTest

@@ -132,12 +132,21 @@ public:
     uint8_t funcDistrib(const Ext& value);  // a constant as an operation of the list
 
     EmitterWriter& chain(EnumChain chain, std::vector<uint8_t> operations);
-    EmitterWriter& generatorChain(std::vector<uint8_t> ops) { return chain(Generator, std::move(ops)); }
+    EmitterWriter& generatorChain(std::vector<uint8_t> ops)
+    {
+        return chain(Generator, std::move(ops));
+    }
     EmitterWriter& initChain(std::vector<uint8_t> ops) { return chain(Init, std::move(ops)); }
-    EmitterWriter& initBurstChain(std::vector<uint8_t> ops) { return chain(InitBurst, std::move(ops)); }
+    EmitterWriter& initBurstChain(std::vector<uint8_t> ops)
+    {
+        return chain(InitBurst, std::move(ops));
+    }
     EmitterWriter& updateChain(std::vector<uint8_t> ops) { return chain(Update, std::move(ops)); }
     EmitterWriter& termChain(std::vector<uint8_t> ops) { return chain(Term, std::move(ops)); }
-    EmitterWriter& constructChain(std::vector<uint8_t> ops) { return chain(Construct, std::move(ops)); }
+    EmitterWriter& constructChain(std::vector<uint8_t> ops)
+    {
+        return chain(Construct, std::move(ops));
+    }
     // Adds to the init and the init-burst chains.
     EmitterWriter& initBoth(std::vector<uint8_t> ops);
 
@@ -269,4 +278,4 @@ private:
     float presim_ = 0.0f;
 };
 
-} // namespace PsTest
+}  // namespace PsTest

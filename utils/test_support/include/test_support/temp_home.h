@@ -4,33 +4,36 @@
 #include <QString>
 #include <QTemporaryDir>
 
-namespace TestSupport {
+namespace TestSupport
+{
 
 // A fresh, empty home folder for the lifetime of the object: HOME (and XDG_CONFIG_HOME,
 // which Qt's own dialogs write to) point into it, and are put back when it goes.
-class TempHome {
- public:
-  TempHome();
-  ~TempHome();
-  TempHome(const TempHome&) = delete;
-  TempHome& operator=(const TempHome&) = delete;
+class TempHome
+{
+public:
+    TempHome();
+    ~TempHome();
+    TempHome(const TempHome&) = delete;
+    TempHome& operator=(const TempHome&) = delete;
 
-  bool isValid() const { return dir_.isValid(); }
-  QString path() const { return dir_.path(); }
-  QString filePath(const QString& relative) const { return dir_.filePath(relative); }
+    bool isValid() const { return dir_.isValid(); }
+    QString path() const { return dir_.path(); }
+    QString filePath(const QString& relative) const { return dir_.filePath(relative); }
 
- private:
-  struct SavedVariable {
-    const char* name;
-    bool wasSet;
-    QByteArray value;
-  };
-  static SavedVariable save(const char* name);
-  static void restore(const SavedVariable& saved);
+private:
+    struct SavedVariable
+    {
+        const char* name;
+        bool wasSet;
+        QByteArray value;
+    };
+    static SavedVariable save(const char* name);
+    static void restore(const SavedVariable& saved);
 
-  QTemporaryDir dir_;
-  SavedVariable home_;
-  SavedVariable configHome_;
+    QTemporaryDir dir_;
+    SavedVariable home_;
+    SavedVariable configHome_;
 };
 
 }  // namespace TestSupport

@@ -10,11 +10,13 @@ class QMenu;
 class QMenuBar;
 class QWidget;
 
-namespace ads {
+namespace ads
+{
 class CDockWidget;
 }
 
-namespace TestSupport {
+namespace TestSupport
+{
 
 // Menu and action texts without the mnemonic marks.
 QString plainText(const QString& text);

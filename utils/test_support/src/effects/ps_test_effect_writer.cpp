@@ -7,9 +7,18 @@ namespace PsTest
 {
 
 void writeU8(Sl::Saver& saver, const char* name, uint8_t v) { saver.write(name, v); }
-void writeU16(Sl::Saver& saver, const char* name, uint16_t v) { saver.write(name, v, Sl::PH_Packed); }
-void writeU32(Sl::Saver& saver, const char* name, uint32_t v) { saver.write(name, v, Sl::PH_Packed); }
-void writeI32(Sl::Saver& saver, const char* name, int32_t v) { saver.write(name, v, Sl::PH_Packed); }
+void writeU16(Sl::Saver& saver, const char* name, uint16_t v)
+{
+    saver.write(name, v, Sl::PH_Packed);
+}
+void writeU32(Sl::Saver& saver, const char* name, uint32_t v)
+{
+    saver.write(name, v, Sl::PH_Packed);
+}
+void writeI32(Sl::Saver& saver, const char* name, int32_t v)
+{
+    saver.write(name, v, Sl::PH_Packed);
+}
 void writeF32(Sl::Saver& saver, const char* name, float v) { saver.write(name, v); }
 void writeBool(Sl::Saver& saver, const char* name, bool v) { saver.write(name, v); }
 
@@ -77,7 +86,7 @@ void writeExtValue(Sl::Saver& saver, const Ext& ext)
     }
 }
 
-} // namespace
+}  // namespace
 
 void writeExt(Sl::Saver& saver, const char* name, const Ext& ext)
 {
@@ -119,48 +128,56 @@ uint8_t EmitterWriter::generatorPeriodic(const Ext& rate, float startPhase, uint
                                          std::optional<float> fixedTime,
                                          std::optional<uint32_t> fixedShots)
 {
-    return op(Ps::OF_GeneratorPeriodic, [=](Sl::Saver& s) {
-        writeOptionalF32(s, "fixed_time", fixedTime);
-        writeOptionalU32(s, "fixed_shots", fixedShots);
-        writeExt(s, "rate", rate);
-        writeF32(s, "start_phase", startPhase);
-        writeU32(s, "burst", burst);
-    });
+    return op(Ps::OF_GeneratorPeriodic,
+              [=](Sl::Saver& s)
+              {
+                  writeOptionalF32(s, "fixed_time", fixedTime);
+                  writeOptionalU32(s, "fixed_shots", fixedShots);
+                  writeExt(s, "rate", rate);
+                  writeF32(s, "start_phase", startPhase);
+                  writeU32(s, "burst", burst);
+              });
 }
 
 uint8_t EmitterWriter::generatorDistance(const Ext& distance, float startPhase, uint32_t burst)
 {
-    return op(Ps::OF_GeneratorDistance, [=](Sl::Saver& s) {
-        writeExt(s, "distance", distance);
-        writeF32(s, "start_phase", startPhase);
-        writeU32(s, "burst", burst);
-    });
+    return op(Ps::OF_GeneratorDistance,
+              [=](Sl::Saver& s)
+              {
+                  writeExt(s, "distance", distance);
+                  writeF32(s, "start_phase", startPhase);
+                  writeU32(s, "burst", burst);
+              });
 }
 
 uint8_t EmitterWriter::terminatorLess(const Ext& lesser, const Ext& greater)
 {
-    return op(Ps::OF_TerminatorLess, [=](Sl::Saver& s) {
-        writeExt(s, "lesser", lesser);
-        writeExt(s, "greater", greater);
-    });
+    return op(Ps::OF_TerminatorLess,
+              [=](Sl::Saver& s)
+              {
+                  writeExt(s, "lesser", lesser);
+                  writeExt(s, "greater", greater);
+              });
 }
 
 uint8_t EmitterWriter::terminatorPath(const std::vector<std::vector<PathNode>>& levels)
 {
-    return op(Ps::OF_TerminatorPath, [=](Sl::Saver& s) {
-        writeU8(s, "num_levels", static_cast<uint8_t>(levels.size()));
-        for (const std::vector<PathNode>& level : levels)
-        {
-            writeU32(s, "num_nodes", static_cast<uint32_t>(level.size()));
-            for (const PathNode& node : level)
-            {
-                writeU8(s, "type", node.type);
-                writeValue(s, "centre", node.centre);
-                writeValue(s, "direction", node.direction);
-                writeF32(s, "length", node.length);
-            }
-        }
-    });
+    return op(Ps::OF_TerminatorPath,
+              [=](Sl::Saver& s)
+              {
+                  writeU8(s, "num_levels", static_cast<uint8_t>(levels.size()));
+                  for (const std::vector<PathNode>& level : levels)
+                  {
+                      writeU32(s, "num_nodes", static_cast<uint32_t>(level.size()));
+                      for (const PathNode& node : level)
+                      {
+                          writeU8(s, "type", node.type);
+                          writeValue(s, "centre", node.centre);
+                          writeValue(s, "direction", node.direction);
+                          writeF32(s, "length", node.length);
+                      }
+                  }
+              });
 }
 
 uint8_t EmitterWriter::globParam(const Ext& defaultValue)
@@ -169,19 +186,39 @@ uint8_t EmitterWriter::globParam(const Ext& defaultValue)
               [=](Sl::Saver& s) { writeExtValue(s, defaultValue); });
 }
 
-uint8_t EmitterWriter::globEmitterPos() { return op(Ps::OF_GlobEmitterPos, [](Sl::Saver&) {}); }
-uint8_t EmitterWriter::globEmitterDir() { return op(Ps::OF_GlobEmitterDir, [](Sl::Saver&) {}); }
-uint8_t EmitterWriter::globEmitterRot() { return op(Ps::OF_GlobEmitterRot, [](Sl::Saver&) {}); }
-uint8_t EmitterWriter::globTime() { return op(Ps::OF_GlobTime, [](Sl::Saver&) {}); }
-uint8_t EmitterWriter::globSystemTime() { return op(Ps::OF_GlobSystemTime, [](Sl::Saver&) {}); }
-uint8_t EmitterWriter::globNumParticles() { return op(Ps::OF_GlobNumParticles, [](Sl::Saver&) {}); }
+uint8_t EmitterWriter::globEmitterPos()
+{
+    return op(Ps::OF_GlobEmitterPos, [](Sl::Saver&) {});
+}
+uint8_t EmitterWriter::globEmitterDir()
+{
+    return op(Ps::OF_GlobEmitterDir, [](Sl::Saver&) {});
+}
+uint8_t EmitterWriter::globEmitterRot()
+{
+    return op(Ps::OF_GlobEmitterRot, [](Sl::Saver&) {});
+}
+uint8_t EmitterWriter::globTime()
+{
+    return op(Ps::OF_GlobTime, [](Sl::Saver&) {});
+}
+uint8_t EmitterWriter::globSystemTime()
+{
+    return op(Ps::OF_GlobSystemTime, [](Sl::Saver&) {});
+}
+uint8_t EmitterWriter::globNumParticles()
+{
+    return op(Ps::OF_GlobNumParticles, [](Sl::Saver&) {});
+}
 
 uint8_t EmitterWriter::parameterPositionIniter(bool applyRotation, const Ext& init)
 {
-    return op(Ps::OF_ParameterPositionIniter, [=](Sl::Saver& s) {
-        writeBool(s, "apply_rotation", applyRotation);
-        writeExt(s, "init", init);
-    });
+    return op(Ps::OF_ParameterPositionIniter,
+              [=](Sl::Saver& s)
+              {
+                  writeBool(s, "apply_rotation", applyRotation);
+                  writeExt(s, "init", init);
+              });
 }
 
 uint8_t EmitterWriter::parameterPositionUpdater(const Ext& position)
@@ -193,11 +230,13 @@ uint8_t EmitterWriter::parameterPositionUpdater(const Ext& position)
 uint8_t EmitterWriter::parameterVelocityIniter(const Ext& init, bool addEmitterVelocity,
                                                bool applyRotation)
 {
-    return op(Ps::OF_ParameterVelocityIniter, [=](Sl::Saver& s) {
-        writeExt(s, "init", init);
-        writeBool(s, "add_emitter_velocity", addEmitterVelocity);
-        writeBool(s, "apply_rotation", applyRotation);
-    });
+    return op(Ps::OF_ParameterVelocityIniter,
+              [=](Sl::Saver& s)
+              {
+                  writeExt(s, "init", init);
+                  writeBool(s, "add_emitter_velocity", addEmitterVelocity);
+                  writeBool(s, "apply_rotation", applyRotation);
+              });
 }
 
 uint8_t EmitterWriter::parameter(const Ext& input, uint8_t valueType)
@@ -206,29 +245,37 @@ uint8_t EmitterWriter::parameter(const Ext& input, uint8_t valueType)
               [=](Sl::Saver& s) { writeExt(s, "input", input); });
 }
 
-uint8_t EmitterWriter::parameterLifetime() { return op(Ps::OF_ParameterLifetime, [](Sl::Saver&) {}); }
+uint8_t EmitterWriter::parameterLifetime()
+{
+    return op(Ps::OF_ParameterLifetime, [](Sl::Saver&) {});
+}
 
 uint8_t EmitterWriter::parameterEmitter(uint32_t connIndex, bool onTerm)
 {
-    return op(Ps::OF_ParameterEmitter, [=](Sl::Saver& s) {
-        writeU32(s, "conn_emitter_index", connIndex);
-        writeBool(s, "on_term", onTerm);
-    });
+    return op(Ps::OF_ParameterEmitter,
+              [=](Sl::Saver& s)
+              {
+                  writeU32(s, "conn_emitter_index", connIndex);
+                  writeBool(s, "on_term", onTerm);
+              });
 }
 
 uint8_t EmitterWriter::parameterEmitterIniter(uint32_t connIndex, bool onTerm)
 {
-    return op(Ps::OF_ParameterEmitterIniter, [=](Sl::Saver& s) {
-        writeU32(s, "conn_emitter_index", connIndex);
-        writeBool(s, "on_term", onTerm);
-    });
+    return op(Ps::OF_ParameterEmitterIniter,
+              [=](Sl::Saver& s)
+              {
+                  writeU32(s, "conn_emitter_index", connIndex);
+                  writeBool(s, "on_term", onTerm);
+              });
 }
 
 uint8_t EmitterWriter::parameterEmitterParam(uint8_t valueType, In input, uint8_t globParamEmitter,
                                              uint8_t globParamOp, uint8_t connIndex)
 {
     return op(static_cast<uint8_t>(Ps::OF_ParameterEmitterParamFloat + valueType),
-              [=](Sl::Saver& s) {
+              [=](Sl::Saver& s)
+              {
                   writeIn(s, "input", input);
                   writeU8(s, "glob_param_emitter_index", globParamEmitter);
                   writeU8(s, "glob_param_op_index", globParamOp);
@@ -238,10 +285,12 @@ uint8_t EmitterWriter::parameterEmitterParam(uint8_t valueType, In input, uint8_
 
 uint8_t EmitterWriter::parameterUpdater(uint8_t valueType, uint8_t parameterOp, In input)
 {
-    return op(static_cast<uint8_t>(Ps::OF_ParameterUpdaterFloat + valueType), [=](Sl::Saver& s) {
-        writeU8(s, "parameter", parameterOp);
-        writeIn(s, "input", input);
-    });
+    return op(static_cast<uint8_t>(Ps::OF_ParameterUpdaterFloat + valueType),
+              [=](Sl::Saver& s)
+              {
+                  writeU8(s, "parameter", parameterOp);
+                  writeIn(s, "input", input);
+              });
 }
 
 uint8_t EmitterWriter::funcDistrib(const Ext& value)
@@ -391,4 +440,4 @@ std::vector<uint8_t> EffectWriter::bytes() const
     return saver.dataAsVector();
 }
 
-} // namespace PsTest
+}  // namespace PsTest

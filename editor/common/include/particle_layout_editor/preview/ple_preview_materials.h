@@ -143,5 +143,5 @@ private:
     std::unique_ptr<PointsDebug> pointsDebug_;
 };
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

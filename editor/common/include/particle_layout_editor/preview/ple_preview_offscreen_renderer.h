@@ -83,5 +83,5 @@ private:
     std::unique_ptr<Materials> materials_;
 };
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

@@ -64,5 +64,5 @@ private:
     std::unique_ptr<QOpenGLBuffer> indexBuffer_;
 };
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

@@ -17,7 +17,7 @@ class MemManagedSystemShell;
 class MemManagedSystemInst;
 class System;
 class SystemInst;
-} // namespace Ps
+}  // namespace Ps
 
 namespace Ple
 {
@@ -97,7 +97,10 @@ public:
     void setPosition(const glm::vec3& position) override { position_ = position; }
     const glm::quat& getRotation() const { return rotation_; }
     void setRotation(const glm::quat& rotation) { rotation_ = rotation; }
-    void setRenderConfig(std::optional<Ps::RenderConfig> config) { renderConfig_ = std::move(config); }
+    void setRenderConfig(std::optional<Ps::RenderConfig> config)
+    {
+        renderConfig_ = std::move(config);
+    }
     const std::optional<Ps::RenderConfig>& getRenderConfig() const { return renderConfig_; }
 
     const Ps::System& getSystem() const;
@@ -135,5 +138,5 @@ private:
     std::optional<Stats> lastSecondStats_;
 };
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

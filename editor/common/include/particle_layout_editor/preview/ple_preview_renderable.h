@@ -38,5 +38,5 @@ public:
     virtual void renderDebug(const RenderData& renderData) {}
 };
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

@@ -65,5 +65,5 @@ private:
     QMetaObject::Connection contextConnection_;
 };
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple

@@ -44,5 +44,5 @@ private:
     bool builtForFlippedY_ = false;
 };
 
-} // namespace Preview
-} // namespace Ple
+}  // namespace Preview
+}  // namespace Ple
