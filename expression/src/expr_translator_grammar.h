@@ -215,6 +215,23 @@ Result convert(const std::string& text, const std::vector<InputDesc>& inputs,
     Iterator first = text.begin();
     const Iterator last = text.end();
     std::string why = "the expression does not translate from here on";
+    // Spirit's float reader (Boost 1.74) fails an internal assertion on some very long
+    // fractions: refuse runs of digits longer than any float needs before it sees them.
+    constexpr size_t kMaxDigitRun = 64;
+    size_t run = 0;
+    for (Iterator it = text.begin(); it != last; ++it)
+    {
+        run = (*it >= '0' && *it <= '9') ? run + 1 : 0;
+        if (run > kMaxDigitRun)
+        {
+            if (errorPosition)
+                *errorPosition = static_cast<unsigned>(it - text.begin());
+            if (errorMessage)
+                *errorMessage = "the expression holds a number of more than " +
+                                std::to_string(kMaxDigitRun) + " digits";
+            return std::nullopt;
+        }
+    }
     try
     {
         const Grammar<Language> grammar(inputs, progress);

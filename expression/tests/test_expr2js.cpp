@@ -266,6 +266,19 @@ TEST(Expr2Js, NestingIsBounded)
     EXPECT_FALSE(Expr2Js::convert(nested(1000000, "-", ""), in));
 }
 
+TEST(Expr2Js, OverlongNumbersAreRefusedBeforeTheFloatReader)
+{
+    const auto in = inputs(standardInputs());
+    // A fraction of this shape made the float reader fail its own assertion.
+    const std::string crash = "-x(--x-x-x(0.0004--44-x(0." + std::string(80, '0') + "--00%";
+    unsigned position = 0;
+    std::string message;
+    EXPECT_FALSE(Expr2Js::convert(crash, in, &position, &message));
+    EXPECT_EQ(message, "the expression holds a number of more than 64 digits");
+    EXPECT_EQ(position, 26u + 64u);
+    EXPECT_TRUE(Expr2Js::convert("0." + std::string(60, '0') + "1", in));
+}
+
 TEST(Expr2Js, TreeDepthIsBounded)
 {
     const auto in = inputs(standardInputs());
