@@ -4,10 +4,7 @@ namespace Plm
 {
 
 BlockConstructQuads::BlockConstructQuads()
-    : exportable_(*this, false, true),
-      material_(*this, false, Ps::MAT_Normal),
-      texture_(*this, false, std::string("default.png")),
-      origin_(*this, false, glm::vec2(0.5f, 0.5f)),
+    : origin_(*this, false, glm::vec2(0.5f, 0.5f)),
       rotationType_(*this, false, Ps::CGO_Faced),
       facedRotation_(*this, false, 0.0f),
       sizeType_(*this, false, ST_Quad),
@@ -23,9 +20,6 @@ BlockConstructQuads::BlockConstructQuads()
 
 BlockConstructQuads::BlockConstructQuads(LoadFlag flag)
     : BlockConstruct(flag),
-      exportable_(*this),
-      material_(*this),
-      texture_(*this),
       origin_(*this),
       rotationType_(*this),
       facedRotation_(*this),
@@ -41,10 +35,7 @@ BlockConstructQuads::BlockConstructQuads(LoadFlag flag)
 }
 
 BlockConstructQuads::BlockConstructQuads(const BlockConstructQuads& other)
-    : BlockConstruct(),
-      exportable_(*this, other.exportable_),
-      material_(*this, other.material_),
-      texture_(*this, other.texture_),
+    : BlockConstruct(other),
       origin_(*this, other.origin_),
       rotationType_(*this, other.rotationType_),
       facedRotation_(*this, other.facedRotation_),
@@ -71,12 +62,6 @@ void BlockConstructQuads::doMeshExport(Sl::Saver& saver) const
     saver.write("mesh_factory", static_cast<uint8_t>(0));
     saver.write("has_normals", true);
     saver.write("has_colors", true);
-}
-
-void BlockConstructQuads::replaceExternalTexture(size_t index, const std::string& path)
-{
-    if (canReplaceExternalTexture(index))
-        setTexture(path);
 }
 
 void BlockConstructQuads::setRotationType(
@@ -152,9 +137,7 @@ std::unique_ptr<Block> BlockConstructQuads::copyImpl() const
 void BlockConstructQuads::saveImpl(Sl::RevisionSaver& saver) const
 {
     Sl::ScopedSaverGroup group("construct_quads", saver, 1);
-    exportable_.save("exportable", saver);
-    material_.save("material", saver);
-    texture_.save("texture", saver);
+    saveCommonProps(saver);
     origin_.save("origin", saver);
     rotationType_.save("rotation_type", saver);
     facedRotation_.save("faced_rotation", saver);
@@ -171,11 +154,7 @@ void BlockConstructQuads::saveImpl(Sl::RevisionSaver& saver) const
 void BlockConstructQuads::loadImpl(Sl::RevisionLoader& loader)
 {
     Sl::ScopedLoaderGroup group(loader, 1);
-    exportable_.load(loader);
-    material_.load(loader);
-    texture_.load(loader);
-    if (group.version() == 0)
-        loadObsoletePosition(loader);
+    loadCommonProps(loader, group.version());
     origin_.load(loader);
     rotationType_.load(loader);
     facedRotation_.load(loader);

@@ -4,10 +4,7 @@ namespace Plm
 {
 
 BlockConstructStrip::BlockConstructStrip()
-    : exportable_(*this, false, true),
-      material_(*this, false, Ps::MAT_Normal),
-      texture_(*this, false, std::string("default.png")),
-      hasFreeRotation_(*this, false, false),
+    : hasFreeRotation_(*this, false, false),
       size_(*this, false, 30.0f),
       color_(*this, false, glm::vec3(1.0f)),
       alpha_(*this, false, 1.0f),
@@ -17,9 +14,6 @@ BlockConstructStrip::BlockConstructStrip()
 
 BlockConstructStrip::BlockConstructStrip(LoadFlag flag)
     : BlockConstruct(flag),
-      exportable_(*this),
-      material_(*this),
-      texture_(*this),
       hasFreeRotation_(*this),
       size_(*this),
       color_(*this),
@@ -29,10 +23,7 @@ BlockConstructStrip::BlockConstructStrip(LoadFlag flag)
 }
 
 BlockConstructStrip::BlockConstructStrip(const BlockConstructStrip& other)
-    : BlockConstruct(),
-      exportable_(*this, other.exportable_),
-      material_(*this, other.material_),
-      texture_(*this, other.texture_),
+    : BlockConstruct(other),
       hasFreeRotation_(*this, other.hasFreeRotation_),
       size_(*this, other.size_),
       color_(*this, other.color_),
@@ -53,12 +44,6 @@ void BlockConstructStrip::doMeshExport(Sl::Saver& saver) const
     saver.write("mesh_factory", static_cast<uint8_t>(1));
     saver.write("has_normals", false);
     saver.write("has_colors", true);
-}
-
-void BlockConstructStrip::replaceExternalTexture(size_t index, const std::string& path)
-{
-    if (canReplaceExternalTexture(index))
-        setTexture(path);
 }
 
 void BlockConstructStrip::setHasFreeRotation(const boost::optional<bool>& value)
@@ -91,9 +76,7 @@ std::unique_ptr<Block> BlockConstructStrip::copyImpl() const
 void BlockConstructStrip::saveImpl(Sl::RevisionSaver& saver) const
 {
     Sl::ScopedSaverGroup group("construct_strip", saver, 1);
-    exportable_.save("exportable", saver);
-    material_.save("material", saver);
-    texture_.save("texture", saver);
+    saveCommonProps(saver);
     hasFreeRotation_.save("has_free_rotation", saver);
     size_.save("size", saver);
     color_.save("color", saver);
@@ -104,11 +87,7 @@ void BlockConstructStrip::saveImpl(Sl::RevisionSaver& saver) const
 void BlockConstructStrip::loadImpl(Sl::RevisionLoader& loader)
 {
     Sl::ScopedLoaderGroup group(loader, 1);
-    exportable_.load(loader);
-    material_.load(loader);
-    texture_.load(loader);
-    if (group.version() == 0)
-        loadObsoletePosition(loader);
+    loadCommonProps(loader, group.version());
     hasFreeRotation_.load(loader);
     size_.load(loader);
     color_.load(loader);

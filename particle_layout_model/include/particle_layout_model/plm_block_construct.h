@@ -23,9 +23,9 @@ public:
     BlockConstruct* castToBlockConstruct() override { return this; }
 
     // Whether geometry is generated at all.
-    virtual bool isExportable() const = 0;
-    virtual Ps::EnumMaterial getMaterial() const = 0;
-    virtual const std::string& getTexture() const = 0;
+    virtual bool isExportable() const { return exportable_.get(); }
+    virtual Ps::EnumMaterial getMaterial() const { return material_.get(); }
+    virtual const std::string& getTexture() const { return texture_.get(); }
     // Emitters whose constructors are of the same kind can share a mesh at export.
     virtual bool areMeshFactoriesTheSame(const BlockConstruct& other) const = 0;
     virtual const BlockConstructQuads* castToBlockConstructQuads() const { return nullptr; }
@@ -34,25 +34,41 @@ public:
     // normals, whether it has colours.
     virtual void doMeshExport(Sl::Saver& saver) const = 0;
 
+    // ExternalDependencyHolder: the texture, unless it belongs to the reflection source (it
+    // isn't overridden here).
+    size_t numExternalTextures() const override;
+    std::string externalTexture(size_t index) const override;
+    void replaceExternalTexture(size_t index, const std::string& path) override;
+
+    void setExportable(const boost::optional<bool>& value) { setPropAndNotify(exportable_, value); }
+    void setMaterial(const boost::optional<Ps::EnumMaterial>& value)
+    {
+        setPropAndNotify(material_, value);
+    }
+    void setTexture(const boost::optional<std::string>& value)
+    {
+        setPropAndNotify(texture_, value);
+    }
+
     // The position of particles at birth, which older files kept here; the emitter moves it to
     // its positioner after loading.
     const boost::optional<glm::vec3>& getObsoletePosition() const { return obsoletePosition_; }
 
 protected:
-    BlockConstruct() = default;
-    explicit BlockConstruct(LoadFlag flag) : Block(flag) {}
+    // The properties both kinds start with: "exportable", "material", "texture".
+    BlockConstruct();
+    explicit BlockConstruct(LoadFlag flag);
+    BlockConstruct(const BlockConstruct& other);
 
-    // The external texture of both kinds: the file belongs to the reflection source unless the
-    // texture is overridden here.
-    size_t countExternalTextures(const PropBase& texture) const;
-    std::string externalTextureOf(const PropBaseTyped<std::string>& texture, size_t index) const;
-    // Whether the texture may be replaced at that index; logs why not.
-    bool canReplaceExternalTexture(size_t index) const;
-
-    // Reads what older files stored after the texture, the position of particles at birth.
-    void loadObsoletePosition(Sl::RevisionLoader& loader);
+    // Those three properties, inside the kind's group. Group version 0 stored the position of
+    // particles at birth after them.
+    void saveCommonProps(Sl::RevisionSaver& saver) const;
+    void loadCommonProps(Sl::RevisionLoader& loader, uint32_t groupVersion);
 
 private:
+    Prop<bool> exportable_;
+    Prop<Ps::EnumMaterial> material_;
+    Prop<std::string> texture_;
     boost::optional<glm::vec3> obsoletePosition_;
 };
 

@@ -28,9 +28,6 @@ public:
     static std::unique_ptr<BlockConstructQuads> create();
 
     // BlockConstruct
-    bool isExportable() const override { return exportable_.get(); }
-    Ps::EnumMaterial getMaterial() const override { return material_.get(); }
-    const std::string& getTexture() const override { return texture_.get(); }
     bool areMeshFactoriesTheSame(const BlockConstruct& other) const override
     {
         return other.castToBlockConstructQuads() != nullptr;
@@ -38,23 +35,6 @@ public:
     const BlockConstructQuads* castToBlockConstructQuads() const override { return this; }
     void doMeshExport(Sl::Saver& saver) const override;
 
-    // ExternalDependencyHolder
-    size_t numExternalTextures() const override { return countExternalTextures(texture_); }
-    std::string externalTexture(size_t index) const override
-    {
-        return externalTextureOf(texture_, index);
-    }
-    void replaceExternalTexture(size_t index, const std::string& path) override;
-
-    void setExportable(const boost::optional<bool>& value) { setPropAndNotify(exportable_, value); }
-    void setMaterial(const boost::optional<Ps::EnumMaterial>& value)
-    {
-        setPropAndNotify(material_, value);
-    }
-    void setTexture(const boost::optional<std::string>& value)
-    {
-        setPropAndNotify(texture_, value);
-    }
     PLM_PROP_ACCESSORS(Origin, glm::vec2, origin_)
     PLM_EXTERNAL_ACCESSORS(Origin, origin_)
     Ps::EnumConstructorQuadsRotationOp getRotationType() const { return rotationType_.get(); }
@@ -90,9 +70,6 @@ protected:
     void loadImpl(Sl::RevisionLoader& loader) override;
 
 private:
-    Prop<bool> exportable_;
-    Prop<Ps::EnumMaterial> material_;
-    Prop<std::string> texture_;
     Prop<glm::vec2> origin_;
     SharedProp<Ps::EnumConstructorQuadsRotationOp> rotationType_;
     Prop<float> facedRotation_;

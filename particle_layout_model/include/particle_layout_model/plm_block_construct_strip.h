@@ -19,9 +19,6 @@ public:
     static std::unique_ptr<BlockConstructStrip> create();
 
     // BlockConstruct
-    bool isExportable() const override { return exportable_.get(); }
-    Ps::EnumMaterial getMaterial() const override { return material_.get(); }
-    const std::string& getTexture() const override { return texture_.get(); }
     bool areMeshFactoriesTheSame(const BlockConstruct& other) const override
     {
         return other.castToBlockConstructStrip() != nullptr;
@@ -29,23 +26,6 @@ public:
     const BlockConstructStrip* castToBlockConstructStrip() const override { return this; }
     void doMeshExport(Sl::Saver& saver) const override;
 
-    // ExternalDependencyHolder
-    size_t numExternalTextures() const override { return countExternalTextures(texture_); }
-    std::string externalTexture(size_t index) const override
-    {
-        return externalTextureOf(texture_, index);
-    }
-    void replaceExternalTexture(size_t index, const std::string& path) override;
-
-    void setExportable(const boost::optional<bool>& value) { setPropAndNotify(exportable_, value); }
-    void setMaterial(const boost::optional<Ps::EnumMaterial>& value)
-    {
-        setPropAndNotify(material_, value);
-    }
-    void setTexture(const boost::optional<std::string>& value)
-    {
-        setPropAndNotify(texture_, value);
-    }
     bool hasFreeRotation() const { return hasFreeRotation_.get(); }
     void setHasFreeRotation(const boost::optional<bool>& value);
     PLM_PROP_ACCESSORS(Size, float, size_)
@@ -70,9 +50,6 @@ protected:
     void loadImpl(Sl::RevisionLoader& loader) override;
 
 private:
-    Prop<bool> exportable_;
-    Prop<Ps::EnumMaterial> material_;
-    Prop<std::string> texture_;
     SharedProp<bool> hasFreeRotation_;
     Prop<float> size_;
     Prop<glm::vec3> color_;
