@@ -2,6 +2,9 @@
 
 // Helpers of the translator tests: input lists written as "name:type,...".
 
+#include <gtest/gtest.h>
+
+#include <cstddef>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -43,5 +46,34 @@ inline const char* standardInputs()
 
 // A refusal in a table of cases.
 constexpr const char* refused = nullptr;
+
+// One text of a translation table and what the translator must make of it.
+struct Case
+{
+    const char* text;
+    const char* expected;  // `refused` when the text must not translate
+    Expr::EnumValueType type;
+    const char* inputs;  // null: standardInputs()
+};
+
+// Runs a translator's convert (of Expr2Js or Expr2Cs) over a table.
+template <class Convert, size_t N>
+void expectTranslations(const Case (&cases)[N], const Convert& convert)
+{
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(std::string("text: \"") + c.text + "\"");
+        const auto result =
+            convert(c.text, inputs(c.inputs ? c.inputs : standardInputs()), nullptr, nullptr);
+        if (!c.expected)
+        {
+            EXPECT_FALSE(result.has_value()) << "translated to " << result->second;
+            continue;
+        }
+        ASSERT_TRUE(result.has_value());
+        EXPECT_EQ(result->second, c.expected);
+        EXPECT_EQ(result->first, c.type);
+    }
+}
 
 }  // namespace ExprTranslatorTest

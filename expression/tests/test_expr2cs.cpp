@@ -15,14 +15,6 @@ using Expr::VT_Vec3;
 namespace
 {
 
-struct Case
-{
-    const char* text;
-    const char* expected;  // `refused` when the text must not translate
-    Expr::EnumValueType type;
-    const char* inputs;  // null: standardInputs()
-};
-
 const Case cases[] = {
     // Worked examples.
     {"2 * norm(a) + b", "_math.addv3_(_math.mulv3scalar_(_math.normalizev3_(a), 2F), b)", VT_Vec3,
@@ -148,23 +140,7 @@ const Case cases[] = {
 
 }  // namespace
 
-TEST(Expr2Cs, TranslatesAsTheTableSays)
-{
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(std::string("text: \"") + c.text + "\"");
-        const auto result =
-            Expr2Cs::convert(c.text, inputs(c.inputs ? c.inputs : standardInputs()));
-        if (!c.expected)
-        {
-            EXPECT_FALSE(result.has_value()) << "translated to " << result->second;
-            continue;
-        }
-        ASSERT_TRUE(result.has_value());
-        EXPECT_EQ(result->second, c.expected);
-        EXPECT_EQ(result->first, c.type);
-    }
-}
+TEST(Expr2Cs, TranslatesAsTheTableSays) { expectTranslations(cases, &Expr2Cs::convert); }
 
 TEST(Expr2Cs, PrintsTheTargetNamesOfInputs)
 {

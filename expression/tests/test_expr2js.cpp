@@ -17,14 +17,6 @@ using Expr::VT_Vec3;
 namespace
 {
 
-struct Case
-{
-    const char* text;
-    const char* expected;  // `refused` when the text must not translate
-    Expr::EnumValueType type;
-    const char* inputs;  // null: standardInputs()
-};
-
 const Case cases[] = {
     // Worked examples.
     {"2 * norm(a) + b", "ctx.addv3_(ctx.mulv3scalar_(ctx.normalizev3_(a), 2), b)", VT_Vec3,
@@ -188,23 +180,7 @@ const Case cases[] = {
 
 }  // namespace
 
-TEST(Expr2Js, TranslatesAsTheTableSays)
-{
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(std::string("text: \"") + c.text + "\"");
-        const auto result =
-            Expr2Js::convert(c.text, inputs(c.inputs ? c.inputs : standardInputs()));
-        if (!c.expected)
-        {
-            EXPECT_FALSE(result.has_value()) << "translated to " << result->second;
-            continue;
-        }
-        ASSERT_TRUE(result.has_value());
-        EXPECT_EQ(result->second, c.expected);
-        EXPECT_EQ(result->first, c.type);
-    }
-}
+TEST(Expr2Js, TranslatesAsTheTableSays) { expectTranslations(cases, &Expr2Js::convert); }
 
 TEST(Expr2Js, PrintsTheTargetNamesOfInputs)
 {
