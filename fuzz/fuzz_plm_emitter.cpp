@@ -1,7 +1,8 @@
 // Fuzzes the loading of an emitter with its blocks and its guide part, in the in-line form of
 // saveEmitterPlain. Only Sl::Exception may come out of the loading. An emitter that loads must
-// save, read back to the same emitter record, and lose every block and link when its blocks
-// are removed one by one.
+// save, read back to the same emitter record and the same bytes (guide included), and lose
+// every block and link when its blocks are removed one by one, its guide reading back the graph
+// after each removal.
 
 #include <cstddef>
 #include <cstdint>
@@ -47,6 +48,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::vector<uint8_t> saved = Plm::saveEmitterPlain(*emitter);
     std::unique_ptr<Plm::Emitter> again = Plm::loadEmitterPlain(saved.data(), saved.size(), system);
     if (record(*again) != record(*emitter))
+        std::abort();
+    // The guide reads back what it wrote: a second round gives the same bytes.
+    if (Plm::saveEmitterPlain(*again) != saved)
         std::abort();
 
     while (emitter->allBlocks().size() > 0)

@@ -13,6 +13,7 @@
 #include "particle_layout_model/plm_block_param_user_updater.h"
 #include "particle_layout_model/plm_block_positioner.h"
 #include "particle_layout_model/plm_blocks_factory.h"
+#include "particle_layout_model/plm_emitter_guide.h"
 #include "particle_layout_model/plm_emitter_param_blocks_colorizer.h"
 #include "particle_layout_model/plm_system.h"
 #include "revision_saveload/sl_write_read.h"
@@ -45,6 +46,20 @@ private:
     bool& flag_;
     bool previous_;
 };
+
+// A guide whose data break its own rules is a damaged file, not a broken program.
+template <class F>
+void asLoadError(F&& f)
+{
+    try
+    {
+        f();
+    }
+    catch (const Debug::CheckException&)
+    {
+        throw EmitterLoadException("the emitter's guide doesn't fit its blocks");
+    }
+}
 
 }  // namespace
 
@@ -141,7 +156,9 @@ Emitter::~Emitter() = default;
 
 std::unique_ptr<Emitter> Emitter::create(const std::string& name)
 {
-    return std::make_unique<Emitter>(name);
+    std::unique_ptr<Emitter> emitter = std::make_unique<Emitter>(name);
+    emitter->guide_ = std::make_shared<EmitterGuide>(*emitter);
+    return emitter;
 }
 
 std::unique_ptr<Emitter> Emitter::createForLoad() { return std::make_unique<Emitter>(LoadFlag()); }
@@ -226,6 +243,8 @@ void Emitter::upgradeRevision(bool affectsExport)
         return;
     revision_ = newUuid();
     deepRevision_ = newUuid();
+    if (guide_ && affectsExport)
+        guide_->updateFromEmitter();
     if (owner_)
         owner_->notifyDeepChanged(affectsExport);
 }
@@ -237,6 +256,8 @@ void Emitter::notifyDeepChanged(bool affectsExport)
     if (copiedButNotSynced_ || loadingBlock_)
         return;
     deepRevision_ = newUuid();
+    if (guide_)
+        guide_->updateFromEmitter();
     if (owner_)
         owner_->notifyDeepChanged(affectsExport);
 }
@@ -815,9 +836,9 @@ void Emitter::saveEmitterGuide(Sl::RevisionSaver& saver) const
 {
     Sl::ScopedSaverGroup group(saver, 8);
     Sl::write("guide_refl_rev", saver, guideReflRev_);
-    // The guide model doesn't exist yet, so an emitter never has a guide to write.
-    DEBUG_ASSERT(!guide_);
-    saver.write("has_guide", false);
+    saver.write("has_guide", static_cast<bool>(guide_));
+    if (guide_)
+        guide_->save(saver);
 }
 
 void Emitter::loadEmitterGuide(Sl::RevisionLoader& loader)
@@ -829,10 +850,8 @@ void Emitter::loadEmitterGuide(Sl::RevisionLoader& loader)
     bool hasGuide = false;
     loader.read(hasGuide);
     guide_.reset();
-    // A saved guide is one group. Until the guide model exists it is passed over: the emitter
-    // loads without its form view.
     if (hasGuide)
-        loader.skipGroup();
+        asLoadError([&] { guide_ = std::make_shared<EmitterGuide>(*this, loader); });
 }
 
 bool Emitter::linkSideExists(const BlockConnector& side, EnumConnectorDir dir) const
@@ -904,8 +923,19 @@ void Emitter::restorePositionerLink()
 
 void Emitter::postLoad()
 {
-    // A reflected emitter's guide is filled by synchronisation; an emitter of its own would
-    // run its guide's migration here, and has no guide while the guide model doesn't exist.
+    // A reflected emitter's guide is filled by synchronisation.
+    if (reflSource_ || !guide_)
+        return;
+    // The form takes what the graph holds now: a file whose guide names blocks that aren't
+    // there gives invalid sections, never links to missing blocks.
+    // The sections first take what the graph holds, so that the migration's links reach only
+    // what is there.
+    asLoadError(
+        [this]
+        {
+            guide_->updateFromEmitter();
+            guide_->postLoad();
+        });
 }
 
 }  // namespace Plm

@@ -12,27 +12,18 @@
 namespace Plm
 {
 
-std::vector<uint8_t> saveEmitterPlain(const Emitter& emitter, Sl::EnumTypeChecking typeChecking)
+void saveEmitterInline(Sl::RevisionSaver& saver, const Emitter& emitter)
 {
-    Sl::SaverBinFlex flex(Sl::BO_LittleEndian, typeChecking);
-    {
-        Sl::RevisionSaver saver(nullptr, flex, nullptr);
-        emitter.saveWithoutBlocks(saver);
-        const auto& blocks = emitter.allBlocks();
-        saver.write("num_blocks", blocks.size(), Sl::PH_Packed);
-        for (const Block& block : blocks)
-            emitter.saveBlock(saver, block);
-        emitter.saveEmitterGuide(saver);
-    }
-    return flex.dataAsVector();
+    emitter.saveWithoutBlocks(saver);
+    const auto& blocks = emitter.allBlocks();
+    saver.write("num_blocks", blocks.size(), Sl::PH_Packed);
+    for (const Block& block : blocks)
+        emitter.saveBlock(saver, block);
+    emitter.saveEmitterGuide(saver);
 }
 
-std::unique_ptr<Emitter> loadEmitterPlain(const uint8_t* data, size_t size, EmitterOwner& owner)
+std::unique_ptr<Emitter> loadEmitterInline(Sl::RevisionLoader& loader, EmitterOwner& owner)
 {
-    if (size > std::numeric_limits<uint32_t>::max())
-        throw Sl::EndOfBufferException();
-    Sl::LoaderBinArray array(data, static_cast<uint32_t>(size));
-    Sl::RevisionLoader loader(nullptr, array);
     std::unique_ptr<Emitter> emitter = Emitter::createForLoad();
     emitter->connectWithOwner(owner);
     emitter->loadWithoutBlocks(loader);
@@ -47,6 +38,25 @@ std::unique_ptr<Emitter> loadEmitterPlain(const uint8_t* data, size_t size, Emit
     emitter->loadEmitterGuide(loader);
     emitter->postLoad();
     return emitter;
+}
+
+std::vector<uint8_t> saveEmitterPlain(const Emitter& emitter, Sl::EnumTypeChecking typeChecking)
+{
+    Sl::SaverBinFlex flex(Sl::BO_LittleEndian, typeChecking);
+    {
+        Sl::RevisionSaver saver(nullptr, flex, nullptr);
+        saveEmitterInline(saver, emitter);
+    }
+    return flex.dataAsVector();
+}
+
+std::unique_ptr<Emitter> loadEmitterPlain(const uint8_t* data, size_t size, EmitterOwner& owner)
+{
+    if (size > std::numeric_limits<uint32_t>::max())
+        throw Sl::EndOfBufferException();
+    Sl::LoaderBinArray array(data, static_cast<uint32_t>(size));
+    Sl::RevisionLoader loader(nullptr, array);
+    return loadEmitterInline(loader, owner);
 }
 
 }  // namespace Plm

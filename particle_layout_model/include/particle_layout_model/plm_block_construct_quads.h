@@ -51,12 +51,16 @@ public:
     PLM_EXTERNAL_ACCESSORS(SizeRect, sizeRect_)
     PLM_PROP_ACCESSORS(Color, glm::vec3, color_)
     PLM_EXTERNAL_ACCESSORS(Color, color_)
+    PropBaseTyped<glm::vec3>& colorProp() { return color_; }
     PLM_PROP_ACCESSORS(Alpha, float, alpha_)
     PLM_EXTERNAL_ACCESSORS(Alpha, alpha_)
+    PropBaseTyped<float>& alphaProp() { return alpha_; }
     Ps::EnumConstructorQuadsTexOp getTexOp() const { return texOp_.get(); }
     void setTexOp(const boost::optional<Ps::EnumConstructorQuadsTexOp>& value);
     PLM_PROP_ACCESSORS(TexOpGridCols, unsigned int, texOpGridCols_)
     PLM_PROP_ACCESSORS(TexOpGridRows, unsigned int, texOpGridRows_)
+    PropBaseTyped<unsigned int>& texOpGridColsProp() { return texOpGridCols_; }
+    PropBaseTyped<unsigned int>& texOpGridRowsProp() { return texOpGridRows_; }
 
     void updateConnectors() override;
 

@@ -30,6 +30,7 @@ public:
     static std::unique_ptr<BlockFuncArea> create();
 
     PLM_PROP_ACCESSORS(Area, Area, area_)
+    const PropBaseTyped<Area>& areaProp() const { return area_; }
     PLM_PROP_ACCESSORS(OptPixelSize, unsigned int, optPixelSize_)
 
     // The painted area editor's own view state: the block only keeps it.

@@ -29,6 +29,8 @@ public:
     }
     bool isValueExternal(unsigned int index) const { return value(index).isExternal(); }
     void setValueExternal(unsigned int index, bool external) { value(index).setExternal(external); }
+    const PropBaseTyped<float>& valueProp(unsigned int index) const { return value(index); }
+    PropBaseTyped<float>& valueProp(unsigned int index) { return value(index); }
 
     void updateConnectors() override;
 

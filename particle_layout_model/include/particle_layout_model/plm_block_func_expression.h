@@ -69,6 +69,7 @@ public:
     const std::string& getInputName(unsigned int index) const { return input(index).name_.get(); }
     EnumConnectorType getInputType(unsigned int index) const { return input(index).type_.get(); }
     EnumConnectorType getOutputType() const { return outputType_.get(); }
+    const PropBaseTyped<std::string>& expressionProp() const { return expression_; }
 
     void setExpression(const boost::optional<std::string>& value);
     void setNumInputs(const boost::optional<unsigned int>& value);

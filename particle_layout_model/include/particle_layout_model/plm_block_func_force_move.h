@@ -69,6 +69,7 @@ public:
 
     PLM_PROP_ACCESSORS(Drag, float, drag_)
     PLM_EXTERNAL_ACCESSORS(Drag, drag_)
+    PropBaseTyped<float>& dragProp() { return drag_; }
 
     void updateConnectors() override;
 

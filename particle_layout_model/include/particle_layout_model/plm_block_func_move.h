@@ -33,6 +33,12 @@ public:
     bool isSpeedExternal() const { return speed_->isExternal(); }
     void setSpeedExternal(bool external) { speed_->setExternal(external); }
     const PropBase& getSpeedProp() const { return *speed_; }
+    // The speed property, as the value type that matches getType().
+    template <class T>
+    PropBaseTyped<T>& speedPropOf()
+    {
+        return speedProp<T>();
+    }
 
     void updateConnectors() override;
 

@@ -20,9 +20,11 @@ public:
 
     PLM_PROP_ACCESSORS(Smoothness, float, smoothness_)
     PLM_EXTERNAL_ACCESSORS(Smoothness, smoothness_)
+    const PropBaseTyped<float>& smoothnessProp() const { return smoothness_; }
     PLM_PROP_ACCESSORS(Type, Ps::EnumFuncNoise3Type, type_)
     PLM_PROP_ACCESSORS(OutputRangeScale, float, outputScale_)
     PLM_EXTERNAL_ACCESSORS(OutputRangeScale, outputScale_)
+    PropBaseTyped<float>& outputRangeScaleProp() { return outputScale_; }
     PLM_PROP_ACCESSORS(OutputRangeLow, glm::vec3, outputLow_)
     PLM_PROP_ACCESSORS(OutputRangeHigh, glm::vec3, outputHigh_)
     PLM_PROP_ACCESSORS(Animation, glm::vec3, animation_)

@@ -26,6 +26,7 @@ public:
     static std::unique_ptr<BlockFuncPath> create();
 
     PLM_PROP_ACCESSORS(Path, Path<glm::vec2>, path_)
+    const PropBaseTyped<Path<glm::vec2>>& pathProp() const { return path_; }
     // Steps of a Bezier segment when the path is flattened for export.
     PLM_PROP_ACCESSORS(BezierSubdivision, unsigned int, subdiv_)
 

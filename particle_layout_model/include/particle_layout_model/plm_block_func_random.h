@@ -18,6 +18,10 @@ public:
     PLM_EXTERNAL_ACCESSORS(Start, start_)
     PLM_PROP_ACCESSORS(End, float, end_)
     PLM_EXTERNAL_ACCESSORS(End, end_)
+    const PropBaseTyped<float>& startProp() const { return start_; }
+    PropBaseTyped<float>& startProp() { return start_; }
+    const PropBaseTyped<float>& endProp() const { return end_; }
+    PropBaseTyped<float>& endProp() { return end_; }
 
     void updateConnectors() override;
 

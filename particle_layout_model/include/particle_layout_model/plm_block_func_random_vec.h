@@ -37,6 +37,8 @@ public:
     void setType(const boost::optional<EnumVectorTypes>& type);
     PLM_PROP_ACCESSORS(Radius, float, radius_)
     PLM_EXTERNAL_ACCESSORS(Radius, radius_)
+    const PropBaseTyped<float>& radiusProp() const { return radius_; }
+    PropBaseTyped<float>& radiusProp() { return radius_; }
 
     void updateConnectors() override;
 

@@ -20,6 +20,8 @@ public:
     PLM_EXTERNAL_ACCESSORS(FirstAxis, firstAxis_)
     PLM_PROP_ACCESSORS(SecondAxis, glm::vec3, secondAxis_)
     PLM_EXTERNAL_ACCESSORS(SecondAxis, secondAxis_)
+    PropBaseTyped<Ps::EnumRotationFromAxesType>& typeProp() { return type_; }
+    PropBaseTyped<glm::vec3>& secondAxisProp() { return secondAxis_; }
 
     void updateConnectors() override;
 

@@ -16,6 +16,7 @@ public:
 
     PLM_PROP_ACCESSORS(Distance, float, distance_)
     PLM_EXTERNAL_ACCESSORS(Distance, distance_)
+    PropBaseTyped<float>& distanceProp() { return distance_; }
     PLM_PROP_ACCESSORS(StartPhase, float, startPhase_)
     PLM_PROP_ACCESSORS(Burst, unsigned int, burst_)
 

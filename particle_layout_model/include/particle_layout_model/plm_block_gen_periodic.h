@@ -20,6 +20,7 @@ public:
     PLM_PROP_ACCESSORS(FixedShots, unsigned int, fixedShots_)
     PLM_PROP_ACCESSORS(Rate, float, rate_)
     PLM_EXTERNAL_ACCESSORS(Rate, rate_)
+    PropBaseTyped<float>& rateProp() { return rate_; }
     PLM_PROP_ACCESSORS(StartPhase, float, startPhase_)
     PLM_PROP_ACCESSORS(Burst, unsigned int, burst_)
 

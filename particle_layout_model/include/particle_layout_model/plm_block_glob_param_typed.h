@@ -23,6 +23,9 @@ public:
     // Tells the emitter too: the blocks that attach it show the parameters by name.
     void setName(const boost::optional<std::string>& name) override;
     PLM_PROP_ACCESSORS(Value, T, value_)
+    const PropBaseTyped<std::string>& nameProp() const { return name_; }
+    const PropBaseTyped<T>& valueProp() const { return value_; }
+    PropBaseTyped<T>& valueProp() { return value_; }
 
     void updateConnectors() override;
 

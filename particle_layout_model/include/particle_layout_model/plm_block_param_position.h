@@ -18,6 +18,7 @@ public:
     {
         setPropAndNotify(applyRot_, value);
     }
+    const PropBaseTyped<bool>& applyEmitterRotationProp() const { return applyRot_; }
 
 protected:
     BlockParamPosition();

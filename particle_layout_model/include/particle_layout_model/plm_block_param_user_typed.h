@@ -22,6 +22,7 @@ public:
 
     const T& getValue() const { return init_.get(); }
     void setValue(const boost::optional<T>& value) { setPropAndNotify(init_, value); }
+    PropBaseTyped<T>& valueProp() { return init_; }
 
     EnumConnectorType getConnectorType() const override { return ValueTraits<T>::connectorType; }
     bool isValueExternal() const override { return init_.isExternal(); }

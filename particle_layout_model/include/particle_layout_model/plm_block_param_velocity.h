@@ -19,11 +19,13 @@ public:
     {
         setPropAndNotify(addVel_, value);
     }
+    const PropBaseTyped<bool>& addEmitterVelocityProp() const { return addVel_; }
     bool getApplyEmitterRotation() const { return applyRot_.get(); }
     void setApplyEmitterRotation(const boost::optional<bool>& value)
     {
         setPropAndNotify(applyRot_, value);
     }
+    const PropBaseTyped<bool>& applyEmitterRotationProp() const { return applyRot_; }
 
 protected:
     BlockParamVelocity();

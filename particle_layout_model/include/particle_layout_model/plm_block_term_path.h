@@ -18,6 +18,7 @@ public:
     static std::unique_ptr<BlockTermPath> create();
 
     PLM_PROP_ACCESSORS(Path, Path<glm::vec2>, path_)
+    const PropBaseTyped<Path<glm::vec2>>& pathProp() const { return path_; }
     PLM_PROP_ACCESSORS(BezierSubdivision, unsigned short, subdiv_)
 
     void updateConnectors() override;

@@ -99,8 +99,8 @@ public:
     ~Emitter() override;
     Emitter& operator=(const Emitter&) = delete;
 
-    // A new emitter. The guide that builds the first blocks isn't part of the model yet, so
-    // this emitter starts without blocks and without a guide.
+    // A new emitter with its guide, which builds the first blocks and links them. (The
+    // constructor alone makes an emitter without blocks and without a guide.)
     static std::unique_ptr<Emitter> create(const std::string& name);
     // For loadWithoutBlocks: no colorizer until then.
     static std::unique_ptr<Emitter> createForLoad();

@@ -6,6 +6,12 @@
 
 #include "revision_saveload/sl_saver.h"
 
+namespace Sl
+{
+class RevisionLoader;
+class RevisionSaver;
+}  // namespace Sl
+
 namespace Plm
 {
 
@@ -16,6 +22,11 @@ class EmitterOwner;
 // plain revision saver over a binary stream holding the emitter without blocks, "num_blocks"
 // and the blocks in the order of all blocks, then the emitter's guide part. An effect writes
 // the same parts in its own order.
+// The same parts through a revision saver of any kind (the undo store's pictures among them).
+void saveEmitterInline(Sl::RevisionSaver& saver, const Emitter& emitter);
+// Reads what saveEmitterInline wrote, as loadEmitterPlain does.
+std::unique_ptr<Emitter> loadEmitterInline(Sl::RevisionLoader& loader, EmitterOwner& owner);
+
 std::vector<uint8_t> saveEmitterPlain(const Emitter& emitter,
                                       Sl::EnumTypeChecking typeChecking = Sl::TC_On);
 
