@@ -143,39 +143,77 @@ EmitterGuide::EmitterGuide(Emitter& emitter) : emitter_(emitter)
 EmitterGuide::EmitterGuide(Emitter& emitter, Sl::RevisionLoader& loader) : emitter_(emitter)
 {
     Sl::ScopedLoaderGroup group(loader, kVersion);
-    // Older guides hold their sections in other forms; they are not read yet.
-    if (group.version() < kVersion)
-        throw EmitterLoadException("the emitter's guide was saved by an older editor and can't "
-                                   "be read");
-    customValues_ = std::make_unique<Eg::CustomValues>(*this, loader);
+    const uint32_t version = group.version();
+    // Older guides had no custom values: an empty list makes no block.
+    if (version >= 3)
+        customValues_ = std::make_unique<Eg::CustomValues>(*this, loader);
+    else
+        customValues_ = std::make_unique<Eg::CustomValues>(*this);
     generation_ = std::make_unique<Eg::Generation>(*this, loader);
-    termination_ = std::make_unique<Eg::Termination>(*this, loader);
+    // Before the list of terminators there was one maximal life, made a list once the id of
+    // its age expression has been read with the particle time.
+    Eg::OldMaxLifeData oldMaxLife;
+    if (version >= 5)
+        termination_ = std::make_unique<Eg::Termination>(*this, loader);
+    else
+        oldMaxLife = Eg::Termination::loadOldMaxLife(*this, loader);
     positionStart_ = std::make_unique<Eg::PositionStart>(*this, loader);
     positionChange_ = std::make_unique<Eg::PositionChange>(*this, loader);
     rotation_ = std::make_unique<Eg::Rotation>(*this, loader);
     size_ = std::make_unique<Eg::Size>(*this, loader);
     transparency_ = std::make_unique<Eg::Transparency>(*this, loader);
     color_ = std::make_unique<Eg::Color>(*this, loader);
-    texMapping_ = std::make_unique<Eg::TexMapping>(*this, loader);
-    loadOwnBlock(loader, blockParticleTime_);
-    loadOwnBlock(loader, blockPositioner_);
-    loadOwnBlock(loader, blockConstruct_);
-    for (boost::optional<BlockRefs>* refs :
-         {&emitterVelocity_, &emitterPosition_, &emitterRotation_, &emitterTime_, &systemTime_})
-        loadRefs(loader, *refs);
+    if (version >= 6)
+        texMapping_ = std::make_unique<Eg::TexMapping>(*this, loader);
+    else
+        texMapping_ = std::make_unique<Eg::TexMapping>(*this, loader, Eg::TexMapping::OldFormTag());
+
+    Uuid oldExpressionId{};
     {
-        Sl::ScopedLoaderGroup registeredGroup(loader, kVersion);
-        uint32_t count = 0;
-        Sl::read(loader, count);
-        Sl::Detail::checkItemCount(loader, count);
-        for (uint32_t i = 0; i < count; ++i)
-        {
-            Uuid id{};
-            Sl::read(loader, id);
-            ParticleProperty property;
-            loader.read(property.forCustomValue);
-            registered_[id] = property;
-        }
+        Sl::ScopedLoaderGroup particleTime(loader, kVersion);
+        loader.read(blockParticleTime_.valid);
+        Sl::read(loader, blockParticleTime_.id);
+        if (version <= 4)
+            Sl::read(loader, oldExpressionId);
+    }
+    {
+        Sl::ScopedLoaderGroup positioner(loader, kVersion);
+        loader.read(blockPositioner_.valid);
+        Sl::read(loader, blockPositioner_.id);
+        if (version <= 4)
+            loader.skipBool();
+    }
+    loadOwnBlock(loader, blockConstruct_);
+    if (!termination_)
+        termination_ = Eg::Termination::createFromOldMaxLifeData(*this, std::move(oldMaxLife),
+                                                                 oldExpressionId);
+
+    loadRefs(loader, emitterVelocity_);
+    if (version >= 4)
+        loadRefs(loader, emitterPosition_);
+    if (version >= 2)
+        loadRefs(loader, emitterRotation_);
+    loadRefs(loader, emitterTime_);
+    loadRefs(loader, systemTime_);
+
+    if (version <= 2)
+    {
+        // Every parameter of the time counts as the guide's, in the order it has.
+        for (const Uuid& id : emitter_.paramBlocks().ids())
+            registered_[id] = ParticleProperty{false};
+        return;
+    }
+    Sl::ScopedLoaderGroup registeredGroup(loader, kVersion);
+    uint32_t count = 0;
+    Sl::read(loader, count);
+    Sl::Detail::checkItemCount(loader, count);
+    for (uint32_t i = 0; i < count; ++i)
+    {
+        Uuid id{};
+        Sl::read(loader, id);
+        ParticleProperty property;
+        loader.read(property.forCustomValue);
+        registered_[id] = property;
     }
 }
 

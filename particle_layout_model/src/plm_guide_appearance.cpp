@@ -620,6 +620,16 @@ TexMapping::TexMapping(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base(g
     collapsed_ = Detail::readBool(loader);
 }
 
+TexMapping::TexMapping(EmitterGuide& guide, Sl::RevisionLoader& loader, OldFormTag) : Base(guide)
+{
+    type_ = Detail::readBool(loader) ? T_Grid : T_None;
+    if (type_ == T_Grid)
+        impl_ = std::make_unique<TexMappingGrid>(guide, loader);
+    else
+        impl_ = std::make_unique<TexMappingNone>(guide, loader);
+    valid_ = impl_->isValid();
+}
+
 TexMapping::~TexMapping() = default;
 
 std::unique_ptr<Base> TexMapping::createImpl(Type type)

@@ -87,6 +87,17 @@ TerminationMaxLife::TerminationMaxLife(EmitterGuide& guide, Sl::RevisionLoader& 
     value_ = std::make_unique<MultiValue>(guide, createValueBuilder(guide), loader);
 }
 
+TerminationMaxLife::TerminationMaxLife(EmitterGuide& guide, OldMaxLifeData data,
+                                       const Uuid& expressionId)
+    : TerminationBase(guide),
+      valid_(data.valid),
+      blockTermId_(data.terminatorId),
+      blockExprId_(expressionId),
+      value_(std::move(data.value))
+{
+    DEBUG_ASSERT(value_);
+}
+
 TerminationMaxLife::~TerminationMaxLife() = default;
 
 boost::optional<BlockConnector> TerminationMaxLife::getNormTimeConnector() const
@@ -209,6 +220,28 @@ void TerminationPath::save(Sl::RevisionSaver& saver) const
 Termination::Termination(EmitterGuide& guide)
     : Base(guide), terminatorsGuid_(BoostExt::generateUuid())
 {
+}
+
+OldMaxLifeData Termination::loadOldMaxLife(EmitterGuide& guide, Sl::RevisionLoader& loader)
+{
+    OldMaxLifeData data;
+    Sl::ScopedLoaderGroup group(loader, 0);
+    Sl::read(loader, data.valid);
+    data.value =
+        std::make_unique<MultiValue>(guide, TerminationMaxLife::createValueBuilder(guide), loader);
+    Sl::read(loader, data.terminatorId);
+    return data;
+}
+
+std::unique_ptr<Termination> Termination::createFromOldMaxLifeData(EmitterGuide& guide,
+                                                                   OldMaxLifeData data,
+                                                                   const Uuid& expressionId)
+{
+    auto termination = std::make_unique<Termination>(guide);
+    termination->valid_ = data.valid;
+    termination->terminators_.push_back(
+        std::make_unique<TerminationMaxLife>(guide, std::move(data), expressionId));
+    return termination;
 }
 
 Termination::Termination(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base(guide)

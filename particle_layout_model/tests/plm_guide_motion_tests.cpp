@@ -235,7 +235,9 @@ TEST(GuideMotion, EveryMovementGivesItsConnectors)
         SCOPED_TRACE(static_cast<int>(c.type));
         NewEmitter n;
         if (c.type != PositionChange::T_Steady)
+        {
             EXPECT_TRUE(n.guide.positionChange().changeType(c.type));
+        }
         PositionChange& change = n.guide.positionChange();
         EXPECT_EQ(change.type(), c.type);
         EXPECT_TRUE(change.isValid());

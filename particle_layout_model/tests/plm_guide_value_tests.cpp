@@ -861,7 +861,9 @@ TEST(GuideValueFiles, DamagedValuesGiveLoadErrorsOnly)
     for (Type type : {Type::Sphere, Type::PointFromPath, Type::PointBetweenPaths, Type::Area})
     {
         if (velocity.type() != type)
+        {
             ASSERT_TRUE(velocity.changeType(type));
+        }
         files.push_back(saveBytes(velocity));
     }
     for (size_t f = 0; f < files.size(); ++f)

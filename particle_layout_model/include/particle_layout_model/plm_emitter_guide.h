@@ -67,6 +67,10 @@ public:
     struct ParticleProperty
     {
         bool forCustomValue = false;
+        bool operator==(const ParticleProperty& o) const
+        {
+            return forCustomValue == o.forCustomValue;
+        }
     };
 
     static constexpr uint32_t kVersion = 6;

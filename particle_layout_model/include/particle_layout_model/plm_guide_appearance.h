@@ -276,8 +276,14 @@ public:
         T_Grid = 1,
     };
 
+    struct OldFormTag
+    {
+    };
+
     explicit TexMapping(EmitterGuide& guide);
     TexMapping(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // Guides before version 6 kept the mapping as a bool (grid or not) and the variant alone.
+    TexMapping(EmitterGuide& guide, Sl::RevisionLoader& loader, OldFormTag);
     ~TexMapping() override;
 
     Type type() const { return type_; }

@@ -44,6 +44,15 @@ private:
     Uuid id_{};
 };
 
+// The life time as guides kept it before the list of terminators: the section's validity, the
+// value and the terminator block. The age expression's id stood with the particle time.
+struct OldMaxLifeData
+{
+    bool valid = false;
+    std::unique_ptr<MultiValue> value;
+    Uuid terminatorId{};
+};
+
 // Ends a particle when its age reaches the maximal life, and gives the normalised age (0 to 1)
 // that values over the particle's life read.
 class TerminationMaxLife : public TerminationBase
@@ -54,6 +63,8 @@ public:
 
     explicit TerminationMaxLife(EmitterGuide& guide);
     TerminationMaxLife(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // Around the blocks of an old guide; a new id.
+    TerminationMaxLife(EmitterGuide& guide, OldMaxLifeData data, const Uuid& expressionId);
     ~TerminationMaxLife() override;
 
     TerminationType type() const override { return TerminationType::MaxLife; }
@@ -122,6 +133,12 @@ public:
     explicit Termination(EmitterGuide& guide);
     Termination(EmitterGuide& guide, Sl::RevisionLoader& loader);
     ~Termination() override;
+
+    // Guides before version 5: a group of the validity, the life value and the terminator id.
+    static OldMaxLifeData loadOldMaxLife(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // A list of one max-life terminator around the old data.
+    static std::unique_ptr<Termination>
+    createFromOldMaxLifeData(EmitterGuide& guide, OldMaxLifeData data, const Uuid& expressionId);
 
     unsigned numTerminators() const { return static_cast<unsigned>(terminators_.size()); }
     TerminationBase& terminator(unsigned index) const;
