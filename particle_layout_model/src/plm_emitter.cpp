@@ -150,6 +150,9 @@ Emitter::Emitter(const Emitter& other)
       maxNumParticles_(*this, other.maxNumParticles_),
       sorting_(*this, other.sorting_)
 {
+    // An empty form, filled by the first synchronisation with the blocks.
+    if (other.guide_)
+        guide_ = other.guide_->reflect(*this);
 }
 
 Emitter::~Emitter() = default;

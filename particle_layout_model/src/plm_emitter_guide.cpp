@@ -217,7 +217,70 @@ EmitterGuide::EmitterGuide(Emitter& emitter, Sl::RevisionLoader& loader) : emitt
     }
 }
 
+EmitterGuide::EmitterGuide(Emitter& emitter, Eg::Base::EmptyReflectionTag) : emitter_(emitter) {}
+
 EmitterGuide::~EmitterGuide() = default;
+
+std::unique_ptr<EmitterGuide> EmitterGuide::reflect(Emitter& emitter) const
+{
+    return std::make_unique<EmitterGuide>(emitter, Eg::Base::EmptyReflectionTag());
+}
+
+namespace
+{
+
+// Makes a section of the guide of a reflection if it has none yet, then syncs it.
+template <class S>
+void syncSection(std::unique_ptr<S>& section, const std::unique_ptr<S>& source, EmitterGuide& guide)
+{
+    if (!source)
+    {
+        section.reset();
+        return;
+    }
+    if (!section)
+        section = std::make_unique<S>(guide, Eg::Base::EmptyReflectionTag());
+    section->syncReflection(*source);
+}
+
+}  // namespace
+
+void EmitterGuide::syncReflection(const EmitterGuide& source)
+{
+    // The sections first, in their order: later ones may look at earlier ones.
+    syncSection(customValues_, source.customValues_, *this);
+    syncSection(generation_, source.generation_, *this);
+    syncSection(termination_, source.termination_, *this);
+    syncSection(positionStart_, source.positionStart_, *this);
+    syncSection(positionChange_, source.positionChange_, *this);
+    syncSection(rotation_, source.rotation_, *this);
+    syncSection(size_, source.size_, *this);
+    syncSection(transparency_, source.transparency_, *this);
+    syncSection(color_, source.color_, *this);
+    syncSection(texMapping_, source.texMapping_, *this);
+
+    const Emitter& sourceEmitter = source.emitter_;
+    auto mapId = [&](const Uuid& id)
+    { return Eg::findReflectedBlockId(emitter_, sourceEmitter, id).value_or(Uuid{}); };
+    for (auto [own, theirs] :
+         {std::pair<OwnBlock*, const OwnBlock*>{&blockParticleTime_, &source.blockParticleTime_},
+          {&blockPositioner_, &source.blockPositioner_},
+          {&blockConstruct_, &source.blockConstruct_}})
+        *own = OwnBlock{theirs->valid, mapId(theirs->id)};
+    for (auto [own, theirs] :
+         {std::pair<boost::optional<BlockRefs>*, const boost::optional<BlockRefs>*>{
+              &emitterVelocity_, &source.emitterVelocity_},
+          {&emitterPosition_, &source.emitterPosition_},
+          {&emitterRotation_, &source.emitterRotation_},
+          {&emitterTime_, &source.emitterTime_},
+          {&systemTime_, &source.systemTime_}})
+    {
+        if (*theirs)
+            *own = BlockRefs{(*theirs)->valid, (*theirs)->refs_, mapId((*theirs)->id)};
+        else
+            own->reset();
+    }
+}
 
 std::vector<Eg::Base*> EmitterGuide::sections() const
 {
@@ -343,7 +406,8 @@ void EmitterGuide::save(Sl::RevisionSaver& saver) const
 void EmitterGuide::collectValues(std::vector<Eg::Value*>& values) const
 {
     for (Eg::Base* section : sections())
-        section->collectValues(values);
+        if (section)
+            section->collectValues(values);
 }
 
 Uuid EmitterGuide::requestGlobal(boost::optional<BlockRefs>& refs, std::unique_ptr<Block> (*make)())
@@ -398,6 +462,9 @@ void EmitterGuide::releaseSystemTimeId() { releaseGlobal(systemTime_); }
 
 boost::optional<BlockConnector> EmitterGuide::getNormParticleLifeConnector() const
 {
+    // The guide of a reflection has no sections until its first synchronisation.
+    if (!termination_)
+        return boost::none;
     const Eg::TerminationMaxLife* found = nullptr;
     unsigned int count = 0;
     for (unsigned int i = 0; i < termination_->numTerminators(); ++i)
@@ -454,7 +521,8 @@ void EmitterGuide::processSingleEvent(const Eg::Event& event)
         for (auto it = registered_.begin(); it != registered_.end();)
             it = it->second.forCustomValue ? registered_.erase(it) : std::next(it);
     for (Eg::Base* section : sections())
-        section->processEvent(event);
+        if (section)
+            section->processEvent(event);
 }
 
 }  // namespace Plm

@@ -48,6 +48,19 @@ void SizeChangeBase::changeDimensions(unsigned int dimensions)
     dimensions_ = dimensions;
 }
 
+void SizeChangeBase::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    dimensions_ = static_cast<const SizeChangeBase&>(source).dimensions_;
+}
+
+std::unique_ptr<SizeChangeBase> SizeChangeNone::reflect(EmitterGuide& guide,
+                                                        const Size& owner) const
+{
+    // The dimensions come with the sync.
+    return std::make_unique<SizeChangeNone>(guide, owner, 1);
+}
+
 boost::optional<BlockConnector> SizeChangeNone::getEndConnector() const
 {
     return owner().start().getOutputConnector();
@@ -86,7 +99,30 @@ SizeChangeGraph::SizeChangeGraph(EmitterGuide& guide, const Size& owner, unsigne
         throw Sl::CorruptedDataException();
 }
 
+SizeChangeGraph::SizeChangeGraph(EmitterGuide& guide, const Size& owner, EmptyReflectionTag)
+    : SizeChangeBase(guide, owner, 1)
+{
+}
+
 SizeChangeGraph::~SizeChangeGraph() = default;
+
+std::unique_ptr<SizeChangeBase> SizeChangeGraph::reflect(EmitterGuide& guide,
+                                                         const Size& owner) const
+{
+    return std::make_unique<SizeChangeGraph>(guide, owner, EmptyReflectionTag());
+}
+
+void SizeChangeGraph::syncReflection(const Base& source)
+{
+    SizeChangeBase::syncReflection(source);
+    const auto& other = static_cast<const SizeChangeGraph&>(source);
+    valid_ = other.valid_;
+    expr_ = reflBlockId(other, other.expr_);
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(guide(), createMultiplierBuilder(guide()),
+                                              EmptyReflectionTag());
+    value_->syncReflection(*other.value_);
+}
 
 void SizeChangeGraph::createExpression(unsigned int dimensions)
 {
@@ -198,7 +234,25 @@ Size::Size(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base(guide)
     collapsed_ = Detail::readBool(loader);
 }
 
+Size::Size(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
+
 Size::~Size() = default;
+
+void Size::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const Size&>(source);
+    valid_ = other.valid_;
+    type_ = other.type_;
+    changeType_ = other.changeType_;
+    if (!start_)
+        start_ = std::make_unique<MultiValue>(guide(), createStartBuilder(guide()),
+                                              EmptyReflectionTag());
+    start_->syncReflection(*other.start_);
+    Detail::makeTheSameTypeWith(change_, other.change_.get(), guide(), *this);
+    if (change_)
+        change_->syncReflection(*other.change_);
+}
 
 std::unique_ptr<SizeChangeBase> Size::createChange(ChangeType type)
 {
@@ -330,7 +384,21 @@ ConstructValueSection::ConstructValueSection(EmitterGuide& guide, const ValueBui
     collapsed_ = Detail::readBool(loader);
 }
 
+ConstructValueSection::ConstructValueSection(EmitterGuide& guide, const ValueBuilder& builder,
+                                             EmptyReflectionTag)
+    : Base(guide), value_(std::make_unique<MultiValue>(guide, builder, EmptyReflectionTag()))
+{
+}
+
 ConstructValueSection::~ConstructValueSection() = default;
+
+void ConstructValueSection::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const ConstructValueSection&>(source);
+    valid_ = other.valid_;
+    value_->syncReflection(*other.value_);
+}
 
 void ConstructValueSection::updateFromEmitter()
 {
@@ -404,6 +472,11 @@ Transparency::Transparency(EmitterGuide& guide, Sl::RevisionLoader& loader)
 {
 }
 
+Transparency::Transparency(EmitterGuide& guide, EmptyReflectionTag)
+    : ConstructValueSection(guide, createBuilder(guide), EmptyReflectionTag())
+{
+}
+
 // Color
 
 ValueBuilder Color::createBuilder(EmitterGuide& guide)
@@ -435,9 +508,14 @@ Color::Color(EmitterGuide& guide, Sl::RevisionLoader& loader)
 {
 }
 
+Color::Color(EmitterGuide& guide, EmptyReflectionTag)
+    : ConstructValueSection(guide, createBuilder(guide), EmptyReflectionTag())
+{
+}
+
 // TexMappingNone
 
-TexMappingNone::TexMappingNone(EmitterGuide& guide) : Base(guide)
+TexMappingNone::TexMappingNone(EmitterGuide& guide) : ReflectableBase(guide)
 {
     auto scope = guide.scopedChange();
     if (BlockConstructQuads* construct = findBlockAs<BlockConstructQuads>(guide.blockConstructId()))
@@ -445,10 +523,24 @@ TexMappingNone::TexMappingNone(EmitterGuide& guide) : Base(guide)
     valid_ = true;
 }
 
-TexMappingNone::TexMappingNone(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base(guide)
+TexMappingNone::TexMappingNone(EmitterGuide& guide, Sl::RevisionLoader& loader)
+    : ReflectableBase(guide)
 {
     Detail::CurrentGroup group(loader, kTexMappingNoneVersion);
     valid_ = Detail::readBool(loader);
+}
+
+TexMappingNone::TexMappingNone(EmitterGuide& guide, EmptyReflectionTag) : ReflectableBase(guide) {}
+
+std::unique_ptr<ReflectableBase> TexMappingNone::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<TexMappingNone>(guide, EmptyReflectionTag());
+}
+
+void TexMappingNone::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    valid_ = static_cast<const TexMappingNone&>(source).valid_;
 }
 
 void TexMappingNone::updateFromEmitter()
@@ -480,7 +572,7 @@ ValueBuilder TexMappingGrid::createFrameIndexBuilder(EmitterGuide& guide)
     return builder;
 }
 
-TexMappingGrid::TexMappingGrid(EmitterGuide& guide) : Base(guide)
+TexMappingGrid::TexMappingGrid(EmitterGuide& guide) : ReflectableBase(guide)
 {
     auto scope = guide.scopedChange();
     if (BlockConstructQuads* construct = findBlockAs<BlockConstructQuads>(guide.blockConstructId()))
@@ -494,7 +586,8 @@ TexMappingGrid::TexMappingGrid(EmitterGuide& guide) : Base(guide)
     valid_ = true;
 }
 
-TexMappingGrid::TexMappingGrid(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base(guide)
+TexMappingGrid::TexMappingGrid(EmitterGuide& guide, Sl::RevisionLoader& loader)
+    : ReflectableBase(guide)
 {
     Detail::CurrentGroup group(loader, kTexMappingGridVersion);
     valid_ = Detail::readBool(loader);
@@ -503,7 +596,27 @@ TexMappingGrid::TexMappingGrid(EmitterGuide& guide, Sl::RevisionLoader& loader) 
     gridHeight_.load(loader);
 }
 
+TexMappingGrid::TexMappingGrid(EmitterGuide& guide, EmptyReflectionTag) : ReflectableBase(guide) {}
+
 TexMappingGrid::~TexMappingGrid() = default;
+
+std::unique_ptr<ReflectableBase> TexMappingGrid::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<TexMappingGrid>(guide, EmptyReflectionTag());
+}
+
+void TexMappingGrid::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const TexMappingGrid&>(source);
+    valid_ = other.valid_;
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(guide(), createFrameIndexBuilder(guide()),
+                                              EmptyReflectionTag());
+    value_->syncReflection(*other.value_);
+    gridWidth_.syncBase(other.gridWidth_);
+    gridHeight_.syncBase(other.gridHeight_);
+}
 
 bool TexMappingGrid::changeGridWidth(unsigned int width)
 {
@@ -630,9 +743,22 @@ TexMapping::TexMapping(EmitterGuide& guide, Sl::RevisionLoader& loader, OldFormT
     valid_ = impl_->isValid();
 }
 
+TexMapping::TexMapping(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
+
 TexMapping::~TexMapping() = default;
 
-std::unique_ptr<Base> TexMapping::createImpl(Type type)
+void TexMapping::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const TexMapping&>(source);
+    valid_ = other.valid_;
+    type_ = other.type_;
+    makeTheSameType(impl_, other.impl_.get(), guide());
+    if (impl_)
+        impl_->syncReflection(*other.impl_);
+}
+
+std::unique_ptr<ReflectableBase> TexMapping::createImpl(Type type)
 {
     if (type == T_Grid)
         return std::make_unique<TexMappingGrid>(guide());

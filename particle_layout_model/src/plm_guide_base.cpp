@@ -11,9 +11,27 @@ namespace Plm
 namespace Eg
 {
 
+boost::optional<Uuid> findReflectedBlockId(const Emitter& emitter, const Emitter& sourceEmitter,
+                                           const Uuid& sourceId)
+{
+    const Block* source = sourceEmitter.findBlockById(sourceId);
+    if (!source)
+        return boost::none;
+    if (const Block* block = emitter.findBlockBySystemReflId(source->getSystemReflId()))
+        return block->getId();
+    if (const Block* block = emitter.findBlockByEmitterReflId(source->getEmitterReflId()))
+        return block->getId();
+    return boost::none;
+}
+
 Emitter& Base::emitter() const { return guide_.emitter(); }
 
 Block* Base::findBlock(const Uuid& id) const { return emitter().findBlockById(id); }
+
+Uuid Base::reflBlockId(const Base& source, const Uuid& sourceId) const
+{
+    return findReflectedBlockId(emitter(), source.emitter(), sourceId).value_or(Uuid{});
+}
 
 void Base::addBlockImpl(std::unique_ptr<Block> block) const
 {

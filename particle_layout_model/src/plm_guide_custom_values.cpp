@@ -5,6 +5,7 @@
 #include "boost_ext/boost_ext_uuid.h"
 #include "particle_layout_model/plm_emitter_guide.h"
 #include "plm_guide_detail.h"
+#include "plm_guide_value_detail.h"
 #include "revision_saveload/sl_scoped_group.h"
 #include "revision_saveload/sl_write_read.h"
 
@@ -53,6 +54,10 @@ CustomValue::CustomValue(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base
     value_ = std::make_unique<MultiValue>(guide, makeBuilder(guide, id_, name_), loader);
     if (value_->dimensions() != dimensions())
         throw Sl::CorruptedDataException();
+}
+
+CustomValue::CustomValue(EmitterGuide& guide, Base::EmptyReflectionTag) : BaseDimensions(guide, 1)
+{
 }
 
 CustomValue::~CustomValue() = default;
@@ -133,6 +138,22 @@ void CustomValue::changeDimensionsImpl(unsigned int dimensions)
     guide().processEvent(EventCustomValueChanged(id_));
 }
 
+void CustomValue::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const CustomValue& other = static_cast<const CustomValue&>(source);
+    setDimensionsOnLoad(other.dimensions());
+    valid_ = other.valid_;
+    id_ = other.id_;
+    name_ = other.name_;
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(guide(), makeBuilder(guide(), id_, name_),
+                                              Base::EmptyReflectionTag());
+    else
+        value_->builder().storeOnInit(name_, true);
+    value_->syncReflection(*other.value_);
+}
+
 void CustomValue::saveImpl(Sl::RevisionSaver& saver) const
 {
     Sl::ScopedSaverGroup group("custom_value", saver, kVersion);
@@ -160,6 +181,8 @@ CustomValues::CustomValues(EmitterGuide& guide, Sl::RevisionLoader& loader) : Ba
             throw Sl::CorruptedDataException();
     }
 }
+
+CustomValues::CustomValues(EmitterGuide& guide, Base::EmptyReflectionTag) : Base(guide) {}
 
 CustomValues::~CustomValues() = default;
 
@@ -220,6 +243,20 @@ void CustomValues::removeFromEmitter()
 {
     for (const auto& value : values_)
         value->removeFromEmitter();
+}
+
+void CustomValues::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const CustomValues& other = static_cast<const CustomValues&>(source);
+    valid_ = other.valid_;
+    Detail::syncById(
+        values_, other.values_,
+        [](const std::unique_ptr<CustomValue>& value) { return value->id(); },
+        [this](const std::unique_ptr<CustomValue>&)
+        { return std::make_unique<CustomValue>(guide(), Base::EmptyReflectionTag()); },
+        [](std::unique_ptr<CustomValue>& value, const std::unique_ptr<CustomValue>& from)
+        { value->syncReflection(*from); });
 }
 
 void CustomValues::save(Sl::RevisionSaver& saver) const

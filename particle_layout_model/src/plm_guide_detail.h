@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 #include "debug/debug_check.h"
@@ -128,6 +129,17 @@ inline bool isTwoInputExpression(const BlockFuncExpression* expr, EnumConnectorT
 {
     return expr && expr->getNumInputs() == 2 && expr->getInputType(0) == type &&
            expr->getInputType(1) == type && expr->getExpression() == text;
+}
+
+// makeTheSameType for variants whose twin needs more than the guide (e.g. its owner): the twin
+// comes from `source->reflect(args...)`, which returns a pointer to T.
+template <class T, class... Args>
+void makeTheSameTypeWith(std::unique_ptr<T>& ptr, const T* source, Args&&... args)
+{
+    if (!source)
+        ptr.reset();
+    else if (!ptr || typeid(*ptr) != typeid(*source))
+        ptr = source->reflect(std::forward<Args>(args)...);
 }
 
 }  // namespace Detail

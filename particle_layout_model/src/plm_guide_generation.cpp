@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_guide_generation.h"
 
+#include <typeinfo>
+
 #include "particle_layout_model/plm_block_gen_distance.h"
 #include "particle_layout_model/plm_block_gen_periodic.h"
 #include "particle_layout_model/plm_emitter.h"
@@ -30,7 +32,7 @@ ValueBuilder createGeneratorValueBuilder(EmitterGuide& guide)
 
 }  // namespace
 
-GenerationBase::GenerationBase(EmitterGuide& guide) : Base(guide) {}
+GenerationBase::GenerationBase(EmitterGuide& guide) : ReflectableBase(guide) {}
 
 GenerationBase::~GenerationBase() = default;
 
@@ -85,6 +87,18 @@ void GenerationBase::processEvent(const Event& event) { value_->processEvent(eve
 
 void GenerationBase::collectValues(std::vector<Value*>& values) { value_->collectValues(values); }
 
+void GenerationBase::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const GenerationBase&>(source);
+    valid_ = other.valid_;
+    blockId_ = reflBlockId(other, other.blockId_);
+    // The twin's own builder, so that the value's property lookups name this object's block.
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(guide(), createBuilder(), EmptyReflectionTag());
+    value_->syncReflection(*other.value_);
+}
+
 GenerationPeriodic::GenerationPeriodic(EmitterGuide& guide) : GenerationBase(guide)
 {
     std::unique_ptr<BlockGenPeriodic> block = BlockGenPeriodic::create();
@@ -96,6 +110,16 @@ GenerationPeriodic::GenerationPeriodic(EmitterGuide& guide, Sl::RevisionLoader& 
     : GenerationBase(guide)
 {
     load(loader);
+}
+
+GenerationPeriodic::GenerationPeriodic(EmitterGuide& guide, EmptyReflectionTag)
+    : GenerationBase(guide)
+{
+}
+
+std::unique_ptr<ReflectableBase> GenerationPeriodic::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<GenerationPeriodic>(guide, EmptyReflectionTag());
 }
 
 ValueBuilder GenerationPeriodic::createBuilder()
@@ -129,6 +153,16 @@ GenerationDistance::GenerationDistance(EmitterGuide& guide, Sl::RevisionLoader& 
     : GenerationBase(guide)
 {
     load(loader);
+}
+
+GenerationDistance::GenerationDistance(EmitterGuide& guide, EmptyReflectionTag)
+    : GenerationBase(guide)
+{
+}
+
+std::unique_ptr<ReflectableBase> GenerationDistance::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<GenerationDistance>(guide, EmptyReflectionTag());
 }
 
 ValueBuilder GenerationDistance::createBuilder()
@@ -179,6 +213,8 @@ Generation::Generation(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base(g
     Sl::read(loader, collapsed_);
 }
 
+Generation::Generation(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
+
 Generation::~Generation() = default;
 
 void Generation::createImplByType()
@@ -228,6 +264,17 @@ void Generation::save(Sl::RevisionSaver& saver) const
 void Generation::processEvent(const Event& event) { impl_->processEvent(event); }
 
 void Generation::collectValues(std::vector<Value*>& values) { impl_->collectValues(values); }
+
+void Generation::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const Generation&>(source);
+    valid_ = other.valid_;
+    type_ = other.type_;
+    makeTheSameType(impl_, other.impl_.get(), guide());
+    if (impl_)
+        impl_->syncReflection(*other.impl_);
+}
 
 }  // namespace Eg
 }  // namespace Plm

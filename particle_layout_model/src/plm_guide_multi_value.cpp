@@ -81,6 +81,11 @@ MultiValue::MultiValue(EmitterGuide& guide, const ValueBuilder& builder, Sl::Rev
                          [](const Row& row) { return row.value->isValid(); });
 }
 
+MultiValue::MultiValue(EmitterGuide& guide, const ValueBuilder& builder, Base::EmptyReflectionTag)
+    : BaseDimensions(guide, 1), builder_(builder)
+{
+}
+
 MultiValue::~MultiValue() = default;
 
 Value& MultiValue::rowValue(unsigned int index) const
@@ -372,6 +377,34 @@ void MultiValue::changeDimensionsImpl(unsigned int dimensions)
     rows_[0].dimensions = dimensions;
 }
 
+void MultiValue::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const MultiValue& other = static_cast<const MultiValue&>(source);
+    setDimensionsOnLoad(other.dimensions());
+    // The rows' values are built from this object's builder, whose block functions name the
+    // owner of this twin.
+    Detail::syncById(
+        rows_, other.rows_, [](const Row& row) { return row.id; },
+        [this](const Row& from)
+        {
+            Row row;
+            row.value = builder_.reflect(*from.value);
+            return row;
+        },
+        [](Row& row, const Row& from)
+        {
+            row.id = from.id;
+            row.label = from.label;
+            row.dimensions = from.dimensions;
+            row.value->syncReflection(*from.value);
+        });
+    exprEnabled_ = other.exprEnabled_;
+    expr_ = reflBlockId(other, other.expr_);
+    expression_.syncBase(other.expression_);
+    valid_ = other.valid_;
+}
+
 void MultiValue::saveImpl(Sl::RevisionSaver& saver) const
 {
     Sl::ScopedSaverGroup group("multi_value", saver, kMultiValueVersion);
@@ -415,6 +448,11 @@ Point::Point(EmitterGuide& guide, const ValueBuilder& builder, std::unique_ptr<M
     valid_ = value_->isValid();
 }
 
+Point::Point(EmitterGuide& guide, const ValueBuilder& builder, Base::EmptyReflectionTag)
+    : Base(guide), builder_(builder)
+{
+}
+
 Point::~Point() = default;
 
 void Point::updateFromEmitter()
@@ -438,6 +476,16 @@ void Point::save(Sl::RevisionSaver& saver) const
     Sl::ScopedSaverGroup group("point", saver, kPointVersion);
     saver.write("valid", valid_);
     value_->save(saver);
+}
+
+void Point::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const Point& other = static_cast<const Point&>(source);
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(guide(), builder_, Base::EmptyReflectionTag());
+    value_->syncReflection(*other.value_);
+    valid_ = other.valid_;
 }
 
 void Point::processEvent(const Event& event) { value_->processEvent(event); }

@@ -1,5 +1,6 @@
 #include "particle_layout_model/plm_guide_position.h"
 
+#include <typeinfo>
 #include <utility>
 
 #include "particle_layout_model/plm_block_func_move.h"
@@ -82,6 +83,8 @@ PositionStart::PositionStart(EmitterGuide& guide, Sl::RevisionLoader& loader) : 
     Sl::read(loader, collapsed_);
 }
 
+PositionStart::PositionStart(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
+
 PositionStart::~PositionStart() = default;
 
 void PositionStart::enableApplyEmitterRotation(bool enable)
@@ -151,6 +154,20 @@ void PositionStart::processEvent(const Event& event) { point_->processEvent(even
 
 void PositionStart::collectValues(std::vector<Value*>& values) { point_->collectValues(values); }
 
+void PositionStart::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const PositionStart&>(source);
+    valid_ = other.valid_;
+    type_ = other.type_;
+    blockPositionId_ = reflBlockId(other, other.blockPositionId_);
+    if (!point_)
+        point_ = std::make_unique<Point>(guide(), createPointValueBuilder(guide()),
+                                         EmptyReflectionTag());
+    point_->syncReflection(*other.point_);
+    applyEmitterRotation_.syncBase(other.applyEmitterRotation_);
+}
+
 // VelocityStart
 
 ValueBuilder VelocityStart::createSphereValueBuilder(EmitterGuide& guide)
@@ -204,6 +221,8 @@ VelocityStart::VelocityStart(EmitterGuide& guide, Sl::RevisionLoader& loader) : 
     emitterAddition_.load(loader);
     applyEmitterRotation_.load(loader);
 }
+
+VelocityStart::VelocityStart(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
 
 VelocityStart::~VelocityStart() = default;
 
@@ -331,6 +350,24 @@ void VelocityStart::processEvent(const Event& event) { point_->processEvent(even
 
 void VelocityStart::collectValues(std::vector<Value*>& values) { point_->collectValues(values); }
 
+void VelocityStart::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const VelocityStart&>(source);
+    valid_ = other.valid_;
+    blockVelocityId_ = reflBlockId(other, other.blockVelocityId_);
+    // Each type has its own defaults, which the point keeps in its builder.
+    if (!point_ || type_ != other.type_)
+        point_ = std::make_unique<Point>(guide(),
+                                         other.type_ == T_Sphere ? createSphereValueBuilder(guide())
+                                                                 : createFixedValueBuilder(guide()),
+                                         EmptyReflectionTag());
+    type_ = other.type_;
+    point_->syncReflection(*other.point_);
+    emitterAddition_.syncBase(other.emitterAddition_);
+    applyEmitterRotation_.syncBase(other.applyEmitterRotation_);
+}
+
 // PositionChangeBase
 
 std::unique_ptr<VelocityStart> PositionChangeBase::removeFromEmitterKeepingVelocity()
@@ -344,6 +381,16 @@ std::unique_ptr<VelocityStart> PositionChangeBase::removeFromEmitterKeepingVeloc
 PositionChangeNone::PositionChangeNone(EmitterGuide& guide) : PositionChangeBase(guide)
 {
     valid_ = static_cast<bool>(getPositionConnector());
+}
+
+PositionChangeNone::PositionChangeNone(EmitterGuide& guide, EmptyReflectionTag)
+    : PositionChangeBase(guide)
+{
+}
+
+std::unique_ptr<ReflectableBase> PositionChangeNone::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<PositionChangeNone>(guide, EmptyReflectionTag());
 }
 
 PositionChangeNone::PositionChangeNone(EmitterGuide& guide, Sl::RevisionLoader& loader)
@@ -364,6 +411,12 @@ void PositionChangeNone::save(Sl::RevisionSaver& saver) const
 {
     Sl::ScopedSaverGroup group(saver, kVersion);
     Sl::write("valid", saver, valid_);
+}
+
+void PositionChangeNone::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    valid_ = static_cast<const PositionChangeNone&>(source).valid_;
 }
 
 // PositionChangeSteady
@@ -394,7 +447,17 @@ PositionChangeSteady::PositionChangeSteady(EmitterGuide& guide, Sl::RevisionLoad
     velocity_ = std::make_unique<VelocityStart>(guide, loader);
 }
 
+PositionChangeSteady::PositionChangeSteady(EmitterGuide& guide, EmptyReflectionTag)
+    : PositionChangeBase(guide)
+{
+}
+
 PositionChangeSteady::~PositionChangeSteady() = default;
+
+std::unique_ptr<ReflectableBase> PositionChangeSteady::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<PositionChangeSteady>(guide, EmptyReflectionTag());
+}
 
 boost::optional<BlockConnector> PositionChangeSteady::getPositionConnector() const
 {
@@ -467,6 +530,18 @@ void PositionChangeSteady::collectValues(std::vector<Value*>& values)
     velocity_->collectValues(values);
 }
 
+void PositionChangeSteady::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const PositionChangeSteady&>(source);
+    valid_ = other.valid_;
+    blockUpdaterId_ = reflBlockId(other, other.blockUpdaterId_);
+    blockMoveId_ = reflBlockId(other, other.blockMoveId_);
+    if (!velocity_)
+        velocity_ = std::make_unique<VelocityStart>(guide(), EmptyReflectionTag());
+    velocity_->syncReflection(*other.velocity_);
+}
+
 // PositionChange
 
 PositionChange::PositionChange(EmitterGuide& guide) : Base(guide)
@@ -502,6 +577,8 @@ PositionChange::PositionChange(EmitterGuide& guide, Sl::RevisionLoader& loader) 
     type_ = static_cast<Type>(type);
     Sl::read(loader, collapsed_);
 }
+
+PositionChange::PositionChange(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
 
 PositionChange::~PositionChange() = default;
 
@@ -601,6 +678,17 @@ void PositionChange::save(Sl::RevisionSaver& saver) const
 void PositionChange::processEvent(const Event& event) { impl_->processEvent(event); }
 
 void PositionChange::collectValues(std::vector<Value*>& values) { impl_->collectValues(values); }
+
+void PositionChange::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const PositionChange&>(source);
+    valid_ = other.valid_;
+    type_ = other.type_;
+    makeTheSameType(impl_, other.impl_.get(), guide());
+    if (impl_)
+        impl_->syncReflection(*other.impl_);
+}
 
 }  // namespace Eg
 }  // namespace Plm

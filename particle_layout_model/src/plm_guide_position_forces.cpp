@@ -1,3 +1,4 @@
+#include <typeinfo>
 #include <utility>
 
 #include "boost_ext/boost_ext_uuid.h"
@@ -80,6 +81,8 @@ NoiseFromPosition::NoiseFromPosition(EmitterGuide& guide, Sl::RevisionLoader& lo
         guide, createScaleValueBuilder(guide, [this]() { return blockNoiseId_; }), loader);
     animation_.load(loader);
 }
+
+NoiseFromPosition::NoiseFromPosition(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
 
 NoiseFromPosition::~NoiseFromPosition() = default;
 
@@ -175,6 +178,21 @@ void NoiseFromPosition::processEvent(const Event& event) { scale_->processEvent(
 void NoiseFromPosition::collectValues(std::vector<Value*>& values)
 {
     scale_->collectValues(values);
+}
+
+void NoiseFromPosition::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const NoiseFromPosition&>(source);
+    valid_ = other.valid_;
+    blockNoiseId_ = reflBlockId(other, other.blockNoiseId_);
+    smoothness_.syncBase(other.smoothness_);
+    if (!scale_)
+        scale_ = std::make_unique<MultiValue>(
+            guide(), createScaleValueBuilder(guide(), [this]() { return blockNoiseId_; }),
+            EmptyReflectionTag());
+    scale_->syncReflection(*other.scale_);
+    animation_.syncBase(other.animation_);
 }
 
 // PositionChangeForces
@@ -278,7 +296,17 @@ PositionChangeForces::PositionChangeForces(EmitterGuide& guide, Sl::RevisionLoad
         loader);
 }
 
+PositionChangeForces::PositionChangeForces(EmitterGuide& guide, EmptyReflectionTag)
+    : PositionChangeBase(guide)
+{
+}
+
 PositionChangeForces::~PositionChangeForces() = default;
+
+std::unique_ptr<ReflectableBase> PositionChangeForces::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<PositionChangeForces>(guide, EmptyReflectionTag());
+}
 
 PositionChangeForces::ForceType PositionChangeForces::forceType(unsigned index) const
 {
@@ -300,6 +328,20 @@ std::unique_ptr<Base> PositionChangeForces::createForce(ForceType type)
         return std::make_unique<Point>(guide(), createDirectForceValueBuilder(guide()));
     case FT_Noise:
         return std::make_unique<NoiseFromPosition>(guide());
+    }
+    DEBUG_ASSERT(!"force type");
+    return nullptr;
+}
+
+std::unique_ptr<Base> PositionChangeForces::createForceTwin(ForceType type)
+{
+    switch (type)
+    {
+    case FT_Direction:
+        return std::make_unique<Point>(guide(), createDirectForceValueBuilder(guide()),
+                                       EmptyReflectionTag());
+    case FT_Noise:
+        return std::make_unique<NoiseFromPosition>(guide(), EmptyReflectionTag());
     }
     DEBUG_ASSERT(!"force type");
     return nullptr;
@@ -457,6 +499,37 @@ void PositionChangeForces::collectValues(std::vector<Value*>& values)
     for (const Force& force : forces_)
         force.value->collectValues(values);
     airResistance_->collectValues(values);
+}
+
+void PositionChangeForces::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const PositionChangeForces&>(source);
+    valid_ = other.valid_;
+    blockPositionUpdaterId_ = reflBlockId(other, other.blockPositionUpdaterId_);
+    blockVelocityUpdaterId_ = reflBlockId(other, other.blockVelocityUpdaterId_);
+    blockForceMoveId_ = reflBlockId(other, other.blockForceMoveId_);
+    if (!velocity_)
+        velocity_ = std::make_unique<VelocityStart>(guide(), EmptyReflectionTag());
+    velocity_->syncReflection(*other.velocity_);
+    syncVector(
+        forces_, other.forces_, [](const Force&) { return Force(); },
+        [this](Force& own, const Force& theirs)
+        {
+            if (!own.value || own.type != theirs.type)
+            {
+                own.type = theirs.type;
+                own.value = createForceTwin(theirs.type);
+            }
+            own.value->syncReflection(*theirs.value);
+        });
+    forcesGuid_ = other.forcesGuid_;
+    if (!airResistance_)
+        airResistance_ = std::make_unique<MultiValue>(
+            guide(),
+            createAirResistanceValueBuilder(guide(), [this]() { return blockForceMoveId_; }),
+            EmptyReflectionTag());
+    airResistance_->syncReflection(*other.airResistance_);
 }
 
 }  // namespace Eg

@@ -1,3 +1,5 @@
+#include <typeinfo>
+
 #include <glm/gtc/quaternion.hpp>
 #include <glm/vec2.hpp>
 
@@ -99,7 +101,17 @@ PositionChangePath::PositionChangePath(EmitterGuide& guide, Sl::RevisionLoader& 
     Sl::read(loader, blockTransformDirId_);
 }
 
+PositionChangePath::PositionChangePath(EmitterGuide& guide, EmptyReflectionTag)
+    : PositionChangeBase(guide)
+{
+}
+
 PositionChangePath::~PositionChangePath() = default;
+
+std::unique_ptr<ReflectableBase> PositionChangePath::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<PositionChangePath>(guide, EmptyReflectionTag());
+}
 
 boost::optional<BlockConnector> PositionChangePath::getPathDirectionConnector() const
 {
@@ -261,6 +273,24 @@ void PositionChangePath::processEvent(const Event& event) { point_->processEvent
 void PositionChangePath::collectValues(std::vector<Value*>& values)
 {
     point_->collectValues(values);
+}
+
+void PositionChangePath::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const PositionChangePath&>(source);
+    valid_ = other.valid_;
+    if (!point_)
+        point_ =
+            std::make_unique<Point>(guide(), createPathValueBuilder(guide()), EmptyReflectionTag());
+    point_->syncReflection(*other.point_);
+    blockExprId_ = reflBlockId(other, other.blockExprId_);
+    blockConvId_ = reflBlockId(other, other.blockConvId_);
+    applyEmitterRotation_ = other.applyEmitterRotation_;
+    blockEmitterRotId_ = reflBlockId(other, other.blockEmitterRotId_);
+    blockRotParamId_ = reflBlockId(other, other.blockRotParamId_);
+    blockTransformPointId_ = reflBlockId(other, other.blockTransformPointId_);
+    blockTransformDirId_ = reflBlockId(other, other.blockTransformDirId_);
 }
 
 }  // namespace Eg

@@ -53,6 +53,14 @@ const glm::vec3 kViewAxis(0.0f, 0.0f, 1.0f);
 
 }  // namespace
 
+// RotationChangeNone
+
+std::unique_ptr<RotationChangeBase>
+RotationChangeNone::reflect(EmitterGuide& guide, const RotationControlled& owner) const
+{
+    return std::make_unique<RotationChangeNone>(guide, owner);
+}
+
 // RotationChangeSteady
 
 ValueBuilder RotationChangeSteady::createSpeedBuilder(EmitterGuide& guide,
@@ -107,7 +115,33 @@ RotationChangeSteady::RotationChangeSteady(EmitterGuide& guide, const RotationCo
         guide, createSpeedBuilder(guide, [this] { return move_; }), loader);
 }
 
+RotationChangeSteady::RotationChangeSteady(EmitterGuide& guide, const RotationControlled& owner,
+                                           EmptyReflectionTag)
+    : RotationChangeBase(guide, owner)
+{
+}
+
 RotationChangeSteady::~RotationChangeSteady() = default;
+
+std::unique_ptr<RotationChangeBase>
+RotationChangeSteady::reflect(EmitterGuide& guide, const RotationControlled& owner) const
+{
+    return std::make_unique<RotationChangeSteady>(guide, owner, EmptyReflectionTag());
+}
+
+void RotationChangeSteady::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const RotationChangeSteady&>(source);
+    valid_ = other.valid_;
+    updater_ = reflBlockId(other, other.updater_);
+    move_ = reflBlockId(other, other.move_);
+    // The twin's own builder, so that its property target is this object's move block.
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(
+            guide(), createSpeedBuilder(guide(), [this] { return move_; }), EmptyReflectionTag());
+    value_->syncReflection(*other.value_);
+}
 
 void RotationChangeSteady::updateFromEmitter()
 {
@@ -195,7 +229,31 @@ RotationChangeGraph::RotationChangeGraph(EmitterGuide& guide, const RotationCont
     value_ = std::make_unique<MultiValue>(guide, createValueBuilder(guide), loader);
 }
 
+RotationChangeGraph::RotationChangeGraph(EmitterGuide& guide, const RotationControlled& owner,
+                                         EmptyReflectionTag)
+    : RotationChangeBase(guide, owner)
+{
+}
+
 RotationChangeGraph::~RotationChangeGraph() = default;
+
+std::unique_ptr<RotationChangeBase>
+RotationChangeGraph::reflect(EmitterGuide& guide, const RotationControlled& owner) const
+{
+    return std::make_unique<RotationChangeGraph>(guide, owner, EmptyReflectionTag());
+}
+
+void RotationChangeGraph::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const RotationChangeGraph&>(source);
+    valid_ = other.valid_;
+    expr_ = reflBlockId(other, other.expr_);
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(guide(), createValueBuilder(guide()),
+                                              EmptyReflectionTag());
+    value_->syncReflection(*other.value_);
+}
 
 void RotationChangeGraph::updateFromEmitter()
 {
@@ -253,7 +311,7 @@ void RotationChangeGraph::collectValues(std::vector<Value*>& values)
 
 // RotationAxisRandom
 
-RotationAxisRandom::RotationAxisRandom(EmitterGuide& guide) : Base(guide)
+RotationAxisRandom::RotationAxisRandom(EmitterGuide& guide) : ReflectableBase(guide)
 {
     auto scope = guide.scopedChange();
     random_ = addBlock(BlockFuncRandomVec::create(VT_Vec3)).getId();
@@ -266,12 +324,31 @@ RotationAxisRandom::RotationAxisRandom(EmitterGuide& guide) : Base(guide)
 }
 
 RotationAxisRandom::RotationAxisRandom(EmitterGuide& guide, Sl::RevisionLoader& loader)
-    : Base(guide)
+    : ReflectableBase(guide)
 {
     Detail::CurrentGroup group(loader, kAxisRandomVersion);
     valid_ = Detail::readBool(loader);
     random_ = Detail::readUuid(loader);
     param_ = Detail::readUuid(loader);
+}
+
+RotationAxisRandom::RotationAxisRandom(EmitterGuide& guide, EmptyReflectionTag)
+    : ReflectableBase(guide)
+{
+}
+
+std::unique_ptr<ReflectableBase> RotationAxisRandom::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<RotationAxisRandom>(guide, EmptyReflectionTag());
+}
+
+void RotationAxisRandom::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const RotationAxisRandom&>(source);
+    valid_ = other.valid_;
+    random_ = reflBlockId(other, other.random_);
+    param_ = reflBlockId(other, other.param_);
 }
 
 void RotationAxisRandom::updateFromEmitter()
@@ -339,7 +416,7 @@ ValueBuilder RotationControlled::createFixedAxisBuilder(EmitterGuide& guide)
     return builder;
 }
 
-RotationControlled::RotationControlled(EmitterGuide& guide) : Base(guide)
+RotationControlled::RotationControlled(EmitterGuide& guide) : ReflectableBase(guide)
 {
     auto scope = guide.scopedChange();
     std::unique_ptr<BlockParamUserFloat> angle = BlockParamUserFloat::create();
@@ -355,7 +432,7 @@ RotationControlled::RotationControlled(EmitterGuide& guide) : Base(guide)
 }
 
 RotationControlled::RotationControlled(EmitterGuide& guide, Sl::RevisionLoader& loader)
-    : Base(guide)
+    : ReflectableBase(guide)
 {
     Detail::CurrentGroup group(loader, kControlledVersion);
     valid_ = Detail::readBool(loader);
@@ -379,7 +456,54 @@ RotationControlled::RotationControlled(EmitterGuide& guide, Sl::RevisionLoader& 
     change_ = loadChange(changeType_, loader);
 }
 
+RotationControlled::RotationControlled(EmitterGuide& guide, EmptyReflectionTag)
+    : ReflectableBase(guide)
+{
+}
+
 RotationControlled::~RotationControlled() = default;
+
+std::unique_ptr<ReflectableBase> RotationControlled::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<RotationControlled>(guide, EmptyReflectionTag());
+}
+
+void RotationControlled::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const RotationControlled&>(source);
+    valid_ = other.valid_;
+    type_ = other.type_;
+    changeType_ = other.changeType_;
+    axisType_ = other.axisType_;
+    angle_ = reflBlockId(other, other.angle_);
+    axisBlock_ = reflBlockId(other, other.axisBlock_);
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(
+            guide(), createAngleBuilder(guide(), [this] { return angle_; }), EmptyReflectionTag());
+    value_->syncReflection(*other.value_);
+    Detail::makeTheSameTypeWith(change_, other.change_.get(), guide(), *this);
+    if (change_)
+        change_->syncReflection(*other.change_);
+    syncAxis(other.axis_.get());
+}
+
+void RotationControlled::syncAxis(const Base* source)
+{
+    // The axis is a Point or a RotationAxisRandom; a Point's twin takes this side's builder.
+    if (!source)
+        axis_.reset();
+    else if (!axis_ || typeid(*axis_) != typeid(*source))
+    {
+        if (dynamic_cast<const Point*>(source))
+            axis_ = std::make_unique<Point>(guide(), createFixedAxisBuilder(guide()),
+                                            EmptyReflectionTag());
+        else
+            axis_ = static_cast<const RotationAxisRandom&>(*source).reflect(guide());
+    }
+    if (axis_)
+        axis_->syncReflection(*source);
+}
 
 Point* RotationControlled::fixedAxis() const { return dynamic_cast<Point*>(axis_.get()); }
 
@@ -605,7 +729,7 @@ void RotationControlled::collectValues(std::vector<Value*>& values)
 
 // RotationVelocityFaced
 
-RotationVelocityFaced::RotationVelocityFaced(EmitterGuide& guide) : Base(guide)
+RotationVelocityFaced::RotationVelocityFaced(EmitterGuide& guide) : ReflectableBase(guide)
 {
     auto scope = guide.scopedChange();
     if (BlockConstructQuads* construct = findBlockAs<BlockConstructQuads>(guide.blockConstructId()))
@@ -620,7 +744,7 @@ RotationVelocityFaced::RotationVelocityFaced(EmitterGuide& guide) : Base(guide)
 }
 
 RotationVelocityFaced::RotationVelocityFaced(EmitterGuide& guide, Sl::RevisionLoader& loader)
-    : Base(guide)
+    : ReflectableBase(guide)
 {
     Detail::CurrentGroup group(loader, kVelocityFacedVersion);
     valid_ = Detail::readBool(loader);
@@ -628,6 +752,25 @@ RotationVelocityFaced::RotationVelocityFaced(EmitterGuide& guide, Sl::RevisionLo
     if (softAxis_.source() > SA_Y || (softAxis_.override() && *softAxis_.override() > SA_Y))
         throw Sl::CorruptedDataException();
     block_ = Detail::readUuid(loader);
+}
+
+RotationVelocityFaced::RotationVelocityFaced(EmitterGuide& guide, EmptyReflectionTag)
+    : ReflectableBase(guide)
+{
+}
+
+std::unique_ptr<ReflectableBase> RotationVelocityFaced::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<RotationVelocityFaced>(guide, EmptyReflectionTag());
+}
+
+void RotationVelocityFaced::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const RotationVelocityFaced&>(source);
+    valid_ = other.valid_;
+    softAxis_.syncBase(other.softAxis_);
+    block_ = reflBlockId(other, other.block_);
 }
 
 void RotationVelocityFaced::setupAxes() const
@@ -742,7 +885,7 @@ const char* RotationVelocityFree::typeLabel(Type type)
     return labels[type];
 }
 
-RotationVelocityFree::RotationVelocityFree(EmitterGuide& guide) : Base(guide)
+RotationVelocityFree::RotationVelocityFree(EmitterGuide& guide) : ReflectableBase(guide)
 {
     auto scope = guide.scopedChange();
     if (BlockConstructQuads* construct = findBlockAs<BlockConstructQuads>(guide.blockConstructId()))
@@ -756,13 +899,33 @@ RotationVelocityFree::RotationVelocityFree(EmitterGuide& guide) : Base(guide)
 }
 
 RotationVelocityFree::RotationVelocityFree(EmitterGuide& guide, Sl::RevisionLoader& loader)
-    : Base(guide)
+    : ReflectableBase(guide)
 {
     Detail::CurrentGroup group(loader, kVelocityFreeVersion);
     valid_ = Detail::readBool(loader);
     type_ = Detail::readEnum<Type>(loader, kNumTypes);
     block_ = Detail::readUuid(loader);
     softAxis_.load(loader);
+}
+
+RotationVelocityFree::RotationVelocityFree(EmitterGuide& guide, EmptyReflectionTag)
+    : ReflectableBase(guide)
+{
+}
+
+std::unique_ptr<ReflectableBase> RotationVelocityFree::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<RotationVelocityFree>(guide, EmptyReflectionTag());
+}
+
+void RotationVelocityFree::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const RotationVelocityFree&>(source);
+    valid_ = other.valid_;
+    type_ = other.type_;
+    softAxis_.syncBase(other.softAxis_);
+    block_ = reflBlockId(other, other.block_);
 }
 
 void RotationVelocityFree::setupAxes()
@@ -883,9 +1046,22 @@ Rotation::Rotation(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base(guide
     collapsed_ = Detail::readBool(loader);
 }
 
+Rotation::Rotation(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
+
 Rotation::~Rotation() = default;
 
-std::unique_ptr<Base> Rotation::createImpl(Type type)
+void Rotation::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const Rotation&>(source);
+    valid_ = other.valid_;
+    type_ = other.type_;
+    makeTheSameType(impl_, other.impl_.get(), guide());
+    if (impl_)
+        impl_->syncReflection(*other.impl_);
+}
+
+std::unique_ptr<ReflectableBase> Rotation::createImpl(Type type)
 {
     switch (type)
     {

@@ -1,6 +1,7 @@
 #include "particle_layout_model/plm_guide_termination.h"
 
 #include <algorithm>
+#include <typeinfo>
 
 #include "boost_ext/boost_ext_uuid.h"
 #include "particle_layout_model/plm_block_func_expression.h"
@@ -31,11 +32,17 @@ constexpr uint32_t kParticleTimeOutput = 0;
 
 }  // namespace
 
-TerminationBase::TerminationBase(EmitterGuide& guide) : Base(guide), id_(BoostExt::generateUuid())
+TerminationBase::TerminationBase(EmitterGuide& guide)
+    : ReflectableBase(guide), id_(BoostExt::generateUuid())
 {
 }
 
-TerminationBase::TerminationBase(EmitterGuide& guide, Sl::RevisionLoader& loader) : Base(guide)
+TerminationBase::TerminationBase(EmitterGuide& guide, EmptyReflectionTag) : ReflectableBase(guide)
+{
+}
+
+TerminationBase::TerminationBase(EmitterGuide& guide, Sl::RevisionLoader& loader)
+    : ReflectableBase(guide)
 {
     Detail::CurrentGroup group(loader, kVersion);
     Sl::read(loader, id_);
@@ -45,6 +52,12 @@ void TerminationBase::saveBase(Sl::RevisionSaver& saver) const
 {
     Sl::ScopedSaverGroup group(saver, kVersion);
     Sl::write("id", saver, id_);
+}
+
+void TerminationBase::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    id_ = static_cast<const TerminationBase&>(source).id_;
 }
 
 ValueBuilder TerminationMaxLife::createValueBuilder(EmitterGuide& guide)
@@ -98,7 +111,17 @@ TerminationMaxLife::TerminationMaxLife(EmitterGuide& guide, OldMaxLifeData data,
     DEBUG_ASSERT(value_);
 }
 
+TerminationMaxLife::TerminationMaxLife(EmitterGuide& guide, EmptyReflectionTag)
+    : TerminationBase(guide, EmptyReflectionTag())
+{
+}
+
 TerminationMaxLife::~TerminationMaxLife() = default;
+
+std::unique_ptr<ReflectableBase> TerminationMaxLife::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<TerminationMaxLife>(guide, EmptyReflectionTag());
+}
 
 boost::optional<BlockConnector> TerminationMaxLife::getNormTimeConnector() const
 {
@@ -166,6 +189,19 @@ void TerminationMaxLife::collectValues(std::vector<Value*>& values)
     value_->collectValues(values);
 }
 
+void TerminationMaxLife::syncReflection(const Base& source)
+{
+    TerminationBase::syncReflection(source);
+    const auto& other = static_cast<const TerminationMaxLife&>(source);
+    valid_ = other.valid_;
+    blockTermId_ = reflBlockId(other, other.blockTermId_);
+    blockExprId_ = reflBlockId(other, other.blockExprId_);
+    if (!value_)
+        value_ = std::make_unique<MultiValue>(guide(), createValueBuilder(guide()),
+                                              EmptyReflectionTag());
+    value_->syncReflection(*other.value_);
+}
+
 TerminationPath::TerminationPath(EmitterGuide& guide) : TerminationBase(guide)
 {
     auto scope = guide.scopedChange();
@@ -183,6 +219,16 @@ TerminationPath::TerminationPath(EmitterGuide& guide, Sl::RevisionLoader& loader
     Sl::read(loader, blockId_);
     Detail::CurrentGroup pathGroup(loader, 0);
     path_.load(loader);
+}
+
+TerminationPath::TerminationPath(EmitterGuide& guide, EmptyReflectionTag)
+    : TerminationBase(guide, EmptyReflectionTag())
+{
+}
+
+std::unique_ptr<ReflectableBase> TerminationPath::reflect(EmitterGuide& guide) const
+{
+    return std::make_unique<TerminationPath>(guide, EmptyReflectionTag());
 }
 
 void TerminationPath::discardPathRefl()
@@ -217,10 +263,21 @@ void TerminationPath::save(Sl::RevisionSaver& saver) const
     path_.save("path", saver);
 }
 
+void TerminationPath::syncReflection(const Base& source)
+{
+    TerminationBase::syncReflection(source);
+    const auto& other = static_cast<const TerminationPath&>(source);
+    valid_ = other.valid_;
+    blockId_ = reflBlockId(other, other.blockId_);
+    path_.syncBase(other.path_);
+}
+
 Termination::Termination(EmitterGuide& guide)
     : Base(guide), terminatorsGuid_(BoostExt::generateUuid())
 {
 }
+
+Termination::Termination(EmitterGuide& guide, EmptyReflectionTag) : Base(guide) {}
 
 OldMaxLifeData Termination::loadOldMaxLife(EmitterGuide& guide, Sl::RevisionLoader& loader)
 {
@@ -377,6 +434,31 @@ void Termination::collectValues(std::vector<Value*>& values)
 {
     for (const auto& item : terminators_)
         item->collectValues(values);
+}
+
+void Termination::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const auto& other = static_cast<const Termination&>(source);
+    valid_ = other.valid_;
+    terminatorsGuid_ = other.terminatorsGuid_;
+    std::vector<std::unique_ptr<TerminationBase>> previous = std::move(terminators_);
+    terminators_.clear();
+    terminators_.reserve(other.terminators_.size());
+    for (const auto& item : other.terminators_)
+    {
+        // The twin of the same terminator if there is one; makeTheSameType replaces it if its
+        // kind differs, or makes a new one.
+        auto found =
+            std::find_if(previous.begin(), previous.end(),
+                         [&item](const auto& own) { return own && own->id() == item->id(); });
+        std::unique_ptr<TerminationBase> twin;
+        if (found != previous.end())
+            twin = std::move(*found);
+        makeTheSameType(twin, item.get(), guide());
+        twin->syncReflection(*item);
+        terminators_.push_back(std::move(twin));
+    }
 }
 
 }  // namespace Eg

@@ -86,6 +86,14 @@ std::unique_ptr<BlockParamUser> createParamBlock()
     return block;
 }
 
+// Makes `impl` an empty twin of `source` unless it is of the same class already.
+void makeTheSameKind(std::unique_ptr<Value::ValuesBase>& impl, const Value::ValuesBase& source,
+                     const ValueBuilder& builder)
+{
+    if (!impl || typeid(*impl) != typeid(source))
+        impl = source.reflect(builder);
+}
+
 }  // namespace
 
 // ValueBuilder
@@ -181,6 +189,12 @@ std::unique_ptr<Value> ValueBuilder::buildForLoad(Sl::RevisionLoader& loader) co
     return std::unique_ptr<Value>(new Value(*this, loader));
 }
 
+std::unique_ptr<Value> ValueBuilder::reflect(const Value&) const
+{
+    // The twin takes its dimensions and kind from the source on its first sync.
+    return std::unique_ptr<Value>(new Value(*this, Base::EmptyReflectionTag()));
+}
+
 Plot makeLinearCurve(const std::vector<std::pair<float, float>>& points)
 {
     Plot plot;
@@ -263,6 +277,15 @@ Value::Value(const ValueBuilder& builder, Sl::RevisionLoader& loader)
     loader.read(storedOnInit_);
     Sl::read(loader, param_);
     loader.read(valid_);
+}
+
+Value::Value(const ValueBuilder& builder, Base::EmptyReflectionTag)
+    : BaseDimensions(builder.guide(), 1),
+      level_(builder.level()),
+      defaultType_(builder.defaultType()),
+      builder_(std::make_unique<ValueBuilder>(builder)),
+      opt_(builder.optionalData())
+{
 }
 
 Value::~Value() = default;
@@ -795,6 +818,26 @@ void Value::changeDimensionsImpl(unsigned int dimensions)
     impl_->changeDimensions(dimensions);
     removeParamIfExists();
     createParamIfNecessary(dimensions);
+}
+
+void Value::syncReflection(const Base& source)
+{
+    DEBUG_ASSERT(typeid(*this) == typeid(source));
+    const Value& other = static_cast<const Value&>(source);
+    setDimensionsOnLoad(other.dimensions());
+    type_ = other.type_;
+    propValueEnabled_ = other.propValueEnabled_;
+    storedOnInit_ = other.storedOnInit_;
+    param_ = reflBlockId(other, other.param_);
+    // A custom value renamed in the source names the stored property anew here too.
+    opt_ = other.opt_;
+    if (opt_.storeOnInit_)
+        builder_->storeOnInit(opt_.storeOnInit_->name, opt_.storeOnInit_->enabled);
+    makeTheSameKind(impl_, *other.impl_, *builder_);
+    impl_->syncReflection(*other.impl_);
+    // The same id as the source's, so that a form sees a change of kind on either side.
+    implId_ = other.implId_;
+    valid_ = other.valid_;
 }
 
 void Value::saveImpl(Sl::RevisionSaver& saver) const

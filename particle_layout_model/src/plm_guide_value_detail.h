@@ -2,6 +2,7 @@
 
 // Helpers shared by the sources of the guide's values; not part of the model's interface.
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -10,6 +11,7 @@
 
 #include "particle_layout_model/plm_block_connector.h"
 #include "particle_layout_model/plm_block_func_distrib.h"
+#include "particle_layout_model/plm_guide_base.h"
 #include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_loader.h"
 #include "revision_saveload/sl_saver.h"
@@ -98,6 +100,41 @@ inline void readExpectedCount(Sl::Loader& loader, uint32_t expected)
     loader.read(count, Sl::PH_Packed);
     if (count != expected)
         throw Sl::CorruptedDataException();
+}
+
+// Brings `items` to the items of `source` in their order, matched by id: an item keeps its
+// twin (and the overrides made there) when the source removes or moves others; a new one is
+// made by `make`. Each pair is then synced.
+template <class T, class Id, class Make, class Sync>
+void syncById(std::vector<T>& items, const std::vector<T>& source, Id&& id, Make&& make,
+              Sync&& sync)
+{
+    std::vector<T> result;
+    result.reserve(source.size());
+    for (const T& from : source)
+    {
+        const auto found = std::find_if(items.begin(), items.end(),
+                                        [&](const T& item) { return id(item) == id(from); });
+        if (found != items.end())
+        {
+            result.push_back(std::move(*found));
+            items.erase(found);
+        }
+        else
+            result.push_back(make(from));
+        sync(result.back(), from);
+    }
+    items = std::move(result);
+}
+
+// Each form value takes the source's value as its base, to the source's number of items; the
+// overrides made here stay.
+template <class T>
+void syncRefls(std::vector<Refl<T>>& items, const std::vector<Refl<T>>& source)
+{
+    syncVector(
+        items, source, [](const Refl<T>&) { return Refl<T>(); },
+        [](Refl<T>& item, const Refl<T>& from) { item.syncBase(from); });
 }
 
 }  // namespace Detail

@@ -497,5 +497,151 @@ void Value::OverCustomValue::saveOwn(Sl::RevisionSaver& saver) const
     Sl::write("custom_value", saver, customValue_);
 }
 
+// Reflection: the twins have no block; syncReflection takes the source's state with the ids of
+// the blocks here that reflect the source's blocks.
+
+Value::GraphBase::GraphBase(const ValueBuilder& builder, unsigned int dimensions,
+                            Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+void Value::GraphBase::syncReflection(const Base& source)
+{
+    const GraphBase& other = syncDimensions<GraphBase>(source);
+    valid_ = other.valid_;
+    baseValid_ = other.baseValid_;
+    ownValid_ = other.ownValid_;
+    graph_ = reflBlockId(other, other.graph_);
+    Detail::syncRefls(plots_, other.plots_);
+    if (!other.shift_)
+        shift_.reset();
+    else
+    {
+        // The twin's shift is built from this kind's own builder.
+        if (!shift_)
+            shift_ = shiftBuilder().reflect(*other.shift_);
+        shift_->syncReflection(*other.shift_);
+    }
+    shiftExpr_ = reflBlockId(other, other.shiftExpr_);
+}
+
+Value::Graph::Graph(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag)
+    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
+{
+}
+
+std::unique_ptr<Value::ValuesBase> Value::Graph::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<Graph>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::Graph::syncReflection(const Base& source)
+{
+    GraphBase::syncReflection(source);
+    const Graph& other = static_cast<const Graph&>(source);
+    random_ = reflBlockId(other, other.random_);
+}
+
+Value::OverParticleLife::OverParticleLife(const ValueBuilder& builder, unsigned int dimensions,
+                                          Base::EmptyReflectionTag)
+    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
+{
+}
+
+std::unique_ptr<Value::ValuesBase>
+Value::OverParticleLife::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<OverParticleLife>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+Value::OverParticleTime::OverParticleTime(const ValueBuilder& builder, unsigned int dimensions,
+                                          Base::EmptyReflectionTag)
+    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
+{
+}
+
+std::unique_ptr<Value::ValuesBase>
+Value::OverParticleTime::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<OverParticleTime>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+Value::OverParticleSpeed::OverParticleSpeed(const ValueBuilder& builder, unsigned int dimensions,
+                                            Base::EmptyReflectionTag)
+    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
+{
+}
+
+std::unique_ptr<Value::ValuesBase>
+Value::OverParticleSpeed::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<OverParticleSpeed>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::OverParticleSpeed::syncReflection(const Base& source)
+{
+    GraphBase::syncReflection(source);
+    const OverParticleSpeed& other = static_cast<const OverParticleSpeed&>(source);
+    expr_ = reflBlockId(other, other.expr_);
+}
+
+Value::OverEmitterTime::OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions,
+                                        Base::EmptyReflectionTag)
+    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
+{
+}
+
+std::unique_ptr<Value::ValuesBase>
+Value::OverEmitterTime::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<OverEmitterTime>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::OverEmitterTime::syncReflection(const Base& source)
+{
+    GraphBase::syncReflection(source);
+    // A shared block of the guide: the guide maps its reference count with it.
+    const OverEmitterTime& other = static_cast<const OverEmitterTime&>(source);
+    time_ = reflBlockId(other, other.time_);
+}
+
+Value::OverSystemTime::OverSystemTime(const ValueBuilder& builder, unsigned int dimensions,
+                                      Base::EmptyReflectionTag)
+    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
+{
+}
+
+std::unique_ptr<Value::ValuesBase> Value::OverSystemTime::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<OverSystemTime>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::OverSystemTime::syncReflection(const Base& source)
+{
+    GraphBase::syncReflection(source);
+    const OverSystemTime& other = static_cast<const OverSystemTime&>(source);
+    time_ = reflBlockId(other, other.time_);
+}
+
+Value::OverCustomValue::OverCustomValue(const ValueBuilder& builder, unsigned int dimensions,
+                                        Base::EmptyReflectionTag)
+    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
+{
+}
+
+std::unique_ptr<Value::ValuesBase>
+Value::OverCustomValue::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<OverCustomValue>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::OverCustomValue::syncReflection(const Base& source)
+{
+    GraphBase::syncReflection(source);
+    // Custom values keep their ids in a reflection.
+    customValue_ = static_cast<const OverCustomValue&>(source).customValue_;
+}
+
 }  // namespace Eg
 }  // namespace Plm

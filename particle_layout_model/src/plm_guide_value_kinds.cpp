@@ -713,5 +713,112 @@ void Value::CustomValue::saveImpl(Sl::RevisionSaver& saver) const
     Sl::write("custom_value", saver, customValue_);
 }
 
+// Reflection: the twins have no block; syncReflection takes the source's state with the ids of
+// the blocks here that reflect the source's blocks.
+
+Value::Fixed::Fixed(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> Value::Fixed::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<Fixed>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::Fixed::syncReflection(const Base& source)
+{
+    const Fixed& other = syncDimensions<Fixed>(source);
+    valid_ = other.valid_;
+    block_ = reflBlockId(other, other.block_);
+    values_.syncBase(other.values_);
+}
+
+Value::FixedProp::FixedProp(const ValueBuilder& builder, unsigned int dimensions,
+                            Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> Value::FixedProp::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<FixedProp>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::FixedProp::syncReflection(const Base& source)
+{
+    const FixedProp& other = syncDimensions<FixedProp>(source);
+    valid_ = other.valid_;
+    values_.syncBase(other.values_);
+}
+
+Value::Random::Random(const ValueBuilder& builder, unsigned int dimensions,
+                      Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> Value::Random::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<Random>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::Random::syncReflection(const Base& source)
+{
+    const Random& other = syncDimensions<Random>(source);
+    valid_ = other.valid_;
+    blockRandomIds_.clear();
+    for (const Uuid& id : other.blockRandomIds_)
+        blockRandomIds_.push_back(reflBlockId(other, id));
+    distrib_ = reflBlockId(other, other.distrib_);
+    syncVector(
+        randomRanges_, other.randomRanges_, [](const Range&) { return Range(); },
+        [](Range& range, const Range& from)
+        {
+            range.first.syncBase(from.first);
+            range.second.syncBase(from.second);
+        });
+}
+
+Value::EmitterProperty::EmitterProperty(const ValueBuilder& builder, unsigned int dimensions,
+                                        Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase>
+Value::EmitterProperty::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<EmitterProperty>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::EmitterProperty::syncReflection(const Base& source)
+{
+    const EmitterProperty& other = syncDimensions<EmitterProperty>(source);
+    valid_ = other.valid_;
+    block_ = reflBlockId(other, other.block_);
+    values_.syncBase(other.values_);
+    name_.syncBase(other.name_);
+}
+
+Value::CustomValue::CustomValue(const ValueBuilder& builder, unsigned int dimensions,
+                                Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> Value::CustomValue::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<CustomValue>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Value::CustomValue::syncReflection(const Base& source)
+{
+    const CustomValue& other = syncDimensions<CustomValue>(source);
+    valid_ = other.valid_;
+    // Custom values keep their ids in a reflection.
+    customValue_ = other.customValue_;
+}
+
 }  // namespace Eg
 }  // namespace Plm

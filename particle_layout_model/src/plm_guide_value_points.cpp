@@ -625,5 +625,163 @@ void ValueEmitterPosition::saveImpl(Sl::RevisionSaver& saver) const
     Sl::write("block", saver, block_);
 }
 
+// Reflection: the twins have no block; syncReflection takes the source's state with the ids of
+// the blocks here that reflect the source's blocks. The nested values of a twin are built from
+// the twin's own builders, whose block functions name the twin.
+
+namespace
+{
+
+void syncNested(std::unique_ptr<MultiValue>& value, const MultiValue& source,
+                const ValueBuilder& builder)
+{
+    if (!value)
+        value = std::make_unique<MultiValue>(builder.guide(), builder, Base::EmptyReflectionTag());
+    value->syncReflection(source);
+}
+
+}  // namespace
+
+PointFromPath::PointFromPath(const ValueBuilder& builder, unsigned int dimensions,
+                             Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> PointFromPath::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<PointFromPath>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void PointFromPath::syncReflection(const Base& source)
+{
+    const PointFromPath& other = syncDimensions<PointFromPath>(source);
+    valid_ = other.valid_;
+    path_ = reflBlockId(other, other.path_);
+    conv_ = reflBlockId(other, other.conv_);
+    pathRefl_.syncBase(other.pathRefl_);
+    syncNested(distrib_, *other.distrib_, createDistributionBuilder(builder()));
+}
+
+Sphere::Sphere(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> Sphere::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<Sphere>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Sphere::syncReflection(const Base& source)
+{
+    const Sphere& other = syncDimensions<Sphere>(source);
+    valid_ = other.valid_;
+    random_ = reflBlockId(other, other.random_);
+    syncNested(radius_, *other.radius_, createRadiusBuilder(builder(), [this] { return random_; }));
+}
+
+ValueCircle::ValueCircle(const ValueBuilder& builder, unsigned int dimensions,
+                         Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> ValueCircle::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<ValueCircle>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void ValueCircle::syncReflection(const Base& source)
+{
+    const ValueCircle& other = syncDimensions<ValueCircle>(source);
+    valid_ = other.valid_;
+    random_ = reflBlockId(other, other.random_);
+    conv_ = reflBlockId(other, other.conv_);
+    syncNested(radius_, *other.radius_, createRadiusBuilder(builder(), [this] { return random_; }));
+}
+
+Area::Area(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> Area::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<Area>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void Area::syncReflection(const Base& source)
+{
+    const Area& other = syncDimensions<Area>(source);
+    valid_ = other.valid_;
+    random_ = reflBlockId(other, other.random_);
+    area_ = reflBlockId(other, other.area_);
+    conv_ = reflBlockId(other, other.conv_);
+    areaRefl_.syncBase(other.areaRefl_);
+}
+
+PointBetweenPaths::PointBetweenPaths(const ValueBuilder& builder, unsigned int dimensions,
+                                     Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> PointBetweenPaths::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<PointBetweenPaths>(builder, dimensions(), Base::EmptyReflectionTag());
+}
+
+void PointBetweenPaths::syncReflection(const Base& source)
+{
+    const PointBetweenPaths& other = syncDimensions<PointBetweenPaths>(source);
+    valid_ = other.valid_;
+    randomA_ = reflBlockId(other, other.randomA_);
+    randomB_ = reflBlockId(other, other.randomB_);
+    path0_ = reflBlockId(other, other.path0_);
+    path1_ = reflBlockId(other, other.path1_);
+    lerp_ = reflBlockId(other, other.lerp_);
+    conv_ = reflBlockId(other, other.conv_);
+    path0Refl_.syncBase(other.path0Refl_);
+    path1Refl_.syncBase(other.path1Refl_);
+}
+
+ValueParticlePosition::ValueParticlePosition(const ValueBuilder& builder, unsigned int dimensions,
+                                             Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> ValueParticlePosition::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<ValueParticlePosition>(builder, dimensions(),
+                                                   Base::EmptyReflectionTag());
+}
+
+void ValueParticlePosition::syncReflection(const Base& source)
+{
+    valid_ = syncDimensions<ValueParticlePosition>(source).valid_;
+}
+
+ValueEmitterPosition::ValueEmitterPosition(const ValueBuilder& builder, unsigned int dimensions,
+                                           Base::EmptyReflectionTag)
+    : ValuesBase(builder, dimensions)
+{
+}
+
+std::unique_ptr<Value::ValuesBase> ValueEmitterPosition::reflect(const ValueBuilder& builder) const
+{
+    return std::make_unique<ValueEmitterPosition>(builder, dimensions(),
+                                                  Base::EmptyReflectionTag());
+}
+
+void ValueEmitterPosition::syncReflection(const Base& source)
+{
+    const ValueEmitterPosition& other = syncDimensions<ValueEmitterPosition>(source);
+    valid_ = other.valid_;
+    // A shared block of the guide: the guide maps its reference count with it.
+    block_ = reflBlockId(other, other.block_);
+}
+
 }  // namespace Eg
 }  // namespace Plm

@@ -11,7 +11,10 @@
 
 #include "particle_layout_model/plm_block_construct_quads.h"
 #include "particle_layout_model/plm_block_func_expression.h"
+#include "particle_layout_model/plm_block_func_move.h"
 #include "particle_layout_model/plm_block_func_rotation_from_axes.h"
+#include "particle_layout_model/plm_block_param_user_typed.h"
+#include "particle_layout_model/plm_block_stream.h"
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_emitter_guide.h"
 #include "particle_layout_model/plm_emitter_stream.h"
@@ -19,6 +22,7 @@
 #include "particle_layout_model/plm_guide_position.h"
 #include "particle_layout_model/plm_guide_rotation.h"
 #include "particle_layout_model/plm_guide_value.h"
+#include "particle_layout_model/plm_guide_value_kinds.h"
 #include "particle_layout_model/plm_system.h"
 #include "revision_saveload/sl_exceptions.h"
 
@@ -703,6 +707,268 @@ TEST(GuideLooks, LoadedSectionsNameTheirBlocksAndCanBeChangedBack)
     EXPECT_EQ(factoryNames(*loaded), factoryNames(fresh.e));
     EXPECT_EQ(loaded->getNumLinks(), fresh.e.getNumLinks());
     EXPECT_TRUE(invalidSections(g).empty());
+}
+
+// Reflection: the guide of a reflected emitter is an empty twin that syncs from the source's
+// guide. The reflected emitter is a copy of the source with the blocks' identities, so every
+// source block maps to the block of the same id.
+
+// Brings the blocks and links of `to` to those of `from`, identities included, as the
+// emitter's own synchronisation will: blocks gone or changed in `from` are replaced.
+void mirror(Emitter& to, const Emitter& from)
+{
+    std::vector<Uuid> stale;
+    for (const Block& block : to.allBlocks())
+    {
+        const Block* theirs = from.findBlockById(block.getId());
+        if (!theirs || saveBlockPlain(*theirs) != saveBlockPlain(block))
+            stale.push_back(block.getId());
+    }
+    // A removal may take dependent blocks with it (a parameter its updater).
+    for (const Uuid& id : stale)
+        if (to.findBlockById(id))
+            to.removeBlock(id);
+    for (const Block& block : from.allBlocks())
+        if (!to.findBlockById(block.getId()))
+        {
+            const std::vector<uint8_t> bytes = saveBlockPlain(block);
+            to.addBlock(loadBlockPlain(bytes.data(), bytes.size()));
+        }
+    std::vector<BlockConnector> unfed;
+    for (unsigned int i = 0; i < to.getNumLinks(); ++i)
+        if (!from.getLinkIndex(to.getLink(i)))
+            unfed.push_back(to.getLink(i).input_);
+    for (const BlockConnector& input : unfed)
+        to.clearNonReflectedConnector(input);
+    for (unsigned int i = 0; i < from.getNumLinks(); ++i)
+        to.createLink(from.getLink(i));
+}
+
+struct Reflection
+{
+    NewEmitter source;
+    std::unique_ptr<Emitter> copy;
+    std::unique_ptr<EmitterGuide> twin;
+
+    // The first sync makes the copy and its empty guide; later ones mirror the source first.
+    void sync()
+    {
+        if (!copy)
+        {
+            const std::vector<uint8_t> saved = saveEmitterPlain(source.e);
+            copy = loadEmitterPlain(saved.data(), saved.size(), source.system);
+            twin = std::make_unique<EmitterGuide>(*copy, Eg::Base::EmptyReflectionTag());
+        }
+        else
+            mirror(*copy, source.e);
+        twin->syncReflection(source.guide);
+    }
+};
+
+// The blocks that the looks' sections and variants name themselves.
+std::vector<Uuid> looksBlockIds(const EmitterGuide& g)
+{
+    std::vector<Uuid> ids;
+    if (const RotationControlled* c = g.rotation().controlled())
+    {
+        ids.push_back(c->angleBlockId());
+        if (c->axisBlockId())
+            ids.push_back(*c->axisBlockId());
+        if (const Eg::RotationAxisRandom* axis = c->randomAxis())
+            ids.insert(ids.end(), {axis->randomBlockId(), axis->paramBlockId()});
+        if (const auto* steady = dynamic_cast<const Eg::RotationChangeSteady*>(&c->change()))
+            ids.insert(ids.end(), {steady->updaterBlockId(), steady->moveBlockId()});
+        if (const auto* graph = dynamic_cast<const Eg::RotationChangeGraph*>(&c->change()))
+            ids.push_back(graph->expressionBlockId());
+    }
+    if (const RotationVelocityFaced* f = g.rotation().velocityFaced())
+        ids.push_back(f->blockId());
+    if (const RotationVelocityFree* f = g.rotation().velocityFree())
+        ids.push_back(f->blockId());
+    if (const auto* mult = dynamic_cast<const Eg::SizeChangeGraph*>(&g.size().change()))
+        ids.push_back(mult->expressionBlockId());
+    return ids;
+}
+
+// Each value of the looks: kind, dimensions, validity and a fixed value's numbers; then the
+// velocity rotations' soft axes and the grid.
+std::vector<std::string> looksForm(const EmitterGuide& g)
+{
+    std::vector<Eg::Value*> values;
+    const std::vector<Eg::Base*> sections = g.sections();
+    for (size_t i = 5; i < sections.size(); ++i)
+        sections[i]->collectValues(values);
+    std::vector<std::string> form;
+    for (const Eg::Value* v : values)
+    {
+        std::string text = std::string(Eg::Value::typeName(v->type())) + " " +
+                           std::to_string(v->dimensions()) + (v->isValid() ? " valid" : " invalid");
+        if (const auto* fixed = dynamic_cast<const Eg::Value::FixedProp*>(&v->impl()))
+            for (float f : fixed->values())
+                text += " " + std::to_string(f);
+        if (const auto* fixed = dynamic_cast<const Eg::Value::Fixed*>(&v->impl()))
+            for (unsigned int i = 0; i < v->dimensions(); ++i)
+                text += " " + std::to_string(fixed->value(i));
+        form.push_back(text);
+    }
+    if (const RotationVelocityFaced* f = g.rotation().velocityFaced())
+        form.push_back("faced soft axis " + std::to_string(f->softAxis().get()));
+    if (const RotationVelocityFree* f = g.rotation().velocityFree())
+    {
+        const glm::vec3 a = f->softAxis().get();
+        form.push_back("free type " + std::to_string(f->type()) + " soft axis " +
+                       std::to_string(a.x) + " " + std::to_string(a.y) + " " + std::to_string(a.z));
+    }
+    if (const Eg::TexMappingGrid* grid = g.texMapping().grid())
+        form.push_back("grid " + std::to_string(grid->gridWidth().get()) + " x " +
+                       std::to_string(grid->gridHeight().get()));
+    return form;
+}
+
+void expectTwinOfSource(Reflection& r)
+{
+    const EmitterGuide& source = r.source.guide;
+    EmitterGuide& twin = *r.twin;
+    EXPECT_TRUE(shapeOf(twin) == shapeOf(source));
+    EXPECT_EQ(invalidSections(twin), invalidSections(source));
+    const std::vector<Uuid> ids = looksBlockIds(twin);
+    EXPECT_EQ(ids, looksBlockIds(source));
+    for (const Uuid& id : ids)
+        EXPECT_TRUE(r.copy->findBlockById(id));
+    EXPECT_EQ(looksForm(twin), looksForm(source));
+    // The twin finds its shape in the copy's graph and reads the same form back from it.
+    twin.updateFromEmitter();
+    EXPECT_TRUE(invalidSections(twin).empty()) << ::testing::PrintToString(invalidSections(twin));
+    EXPECT_TRUE(shapeOf(twin) == shapeOf(source));
+    EXPECT_EQ(looksForm(twin), looksForm(source));
+}
+
+TEST(GuideLooks, EveryKindAndItsChangeReachTheTwin)
+{
+    // Each kind is synced into a fresh twin, then changed in the source and synced into the
+    // same twin: its variant objects are replaced by twins of the new kinds, and back.
+    for (const SwitchCase& c : switchCases())
+    {
+        SCOPED_TRACE(c.what);
+        Reflection r;
+        for (const Action& prepare : c.prepare)
+            ASSERT_TRUE(prepare(r.source));
+        r.sync();
+        expectTwinOfSource(r);
+        ASSERT_TRUE(c.there(r.source));
+        r.sync();
+        expectTwinOfSource(r);
+        ASSERT_TRUE(c.back(r.source));
+        r.sync();
+        expectTwinOfSource(r);
+    }
+}
+
+TEST(GuideLooks, VelocityRotationsAndGridReachTheTwin)
+{
+    Reflection r;
+    ASSERT_TRUE(r.source.guide.rotation().changeType(Rotation::T_VelocityFree));
+    ASSERT_TRUE(r.source.guide.rotation().velocityFree()->changeType(RotationVelocityFree::T_ZX));
+    ASSERT_TRUE(r.source.guide.texMapping().changeType(TexMapping::T_Grid));
+    ASSERT_TRUE(r.source.guide.texMapping().grid()->changeGridWidth(4));
+    r.sync();
+    expectTwinOfSource(r);
+    ASSERT_TRUE(r.source.guide.rotation().changeType(Rotation::T_VelocityFaced));
+    ASSERT_TRUE(
+        r.source.guide.rotation().velocityFaced()->setSoftAxis(RotationVelocityFaced::SA_Y));
+    r.sync();
+    expectTwinOfSource(r);
+}
+
+template <class T>
+void expectOverrideKept(const Eg::Refl<T>& twin, const T& own, const T& base)
+{
+    EXPECT_EQ(twin.get(), own);
+    EXPECT_TRUE(twin.isOverridden());
+    EXPECT_EQ(twin.source(), base);
+}
+
+TEST(GuideLooks, OverridesInTheTwinStayWhileTheSourceMoves)
+{
+    Reflection r;
+    EmitterGuide& source = r.source.guide;
+    ASSERT_TRUE(source.rotation().changeType(Rotation::T_VelocityFree));
+    ASSERT_TRUE(source.texMapping().changeType(TexMapping::T_Grid));
+    r.sync();
+    const glm::vec3 own(0.0f, 0.6f, 0.8f), base(0.8f, 0.0f, 0.6f);
+    ASSERT_TRUE(r.twin->rotation().velocityFree()->setSoftAxis(own));
+    ASSERT_TRUE(r.twin->texMapping().grid()->changeGridWidth(5));
+    ASSERT_TRUE(source.rotation().velocityFree()->setSoftAxis(base));
+    ASSERT_TRUE(source.texMapping().grid()->changeGridWidth(3));
+    ASSERT_TRUE(source.texMapping().grid()->changeGridHeight(2));
+    r.sync();
+    expectOverrideKept(r.twin->rotation().velocityFree()->softAxis(), own, base);
+    expectOverrideKept(r.twin->texMapping().grid()->gridWidth(), 5u, 3u);
+    EXPECT_EQ(r.twin->texMapping().grid()->gridHeight().get(), 2u);
+    EXPECT_FALSE(r.twin->texMapping().grid()->gridHeight().isOverridden());
+
+    // The faced soft axis has two values: the base moves back under the twin's choice.
+    ASSERT_TRUE(source.rotation().changeType(Rotation::T_VelocityFaced));
+    r.sync();
+    ASSERT_TRUE(r.twin->rotation().velocityFaced()->setSoftAxis(RotationVelocityFaced::SA_Y));
+    ASSERT_TRUE(source.rotation().velocityFaced()->setSoftAxis(RotationVelocityFaced::SA_Y));
+    r.sync();
+    source.rotation().velocityFaced()->discardSoftAxis();
+    r.sync();
+    expectOverrideKept(r.twin->rotation().velocityFaced()->softAxis(),
+                       static_cast<unsigned char>(RotationVelocityFaced::SA_Y),
+                       static_cast<unsigned char>(RotationVelocityFaced::SA_X));
+}
+
+TEST(GuideLooks, TwinValuesWriteIntoTheCopysBlocksAndKeepTheirEdits)
+{
+    Reflection r;
+    ASSERT_TRUE(r.source.controlled().changeChangeType(RotationControlled::CT_Steady));
+    r.sync();
+    auto fixedOf = [](const Eg::MultiValue& value) -> Eg::Value::FixedProp&
+    { return dynamic_cast<Eg::Value::FixedProp&>(value.rowValue(0).impl()); };
+    RotationControlled& twin = *r.twin->rotation().controlled();
+    RotationControlled& source = r.source.controlled();
+    auto& steady = dynamic_cast<Eg::RotationChangeSteady&>(twin.change());
+
+    // The twin's builders name the twin's blocks, which are the copy's.
+    ASSERT_TRUE(fixedOf(twin.startAngle()).changeValue(0, 45.0f));
+    ASSERT_TRUE(fixedOf(steady.speed()).changeValue(0, 30.0f));
+    const auto& copyAngle =
+        static_cast<BlockParamUserFloat&>(r.copy->getBlockById(twin.angleBlockId()));
+    const auto& sourceAngle =
+        static_cast<BlockParamUserFloat&>(r.source.e.getBlockById(source.angleBlockId()));
+    EXPECT_EQ(copyAngle.getValue(), 45.0f);
+    EXPECT_EQ(sourceAngle.getValue(), 0.0f);
+    EXPECT_EQ(
+        static_cast<BlockFuncMove&>(r.copy->getBlockById(steady.moveBlockId())).getSpeed<float>(),
+        30.0f);
+
+    // The source's value moves the base only.
+    ASSERT_TRUE(fixedOf(source.startAngle()).changeValue(0, 10.0f));
+    r.sync();
+    EXPECT_EQ(fixedOf(twin.startAngle()).value(0), 45.0f);
+    EXPECT_EQ(fixedOf(twin.startAngle()).valueRefl().source()[0], 10.0f);
+    EXPECT_EQ(fixedOf(steady.speed()).value(0), 30.0f);
+}
+
+TEST(GuideLooks, ABlockTheCopyLacksLeavesOnlyItsSectionInvalid)
+{
+    Reflection r;
+    ASSERT_TRUE(r.source.controlled().changeChangeType(RotationControlled::CT_Steady));
+    ASSERT_TRUE(r.source.guide.size().changeChangeType(Size::CT_Multiplier));
+    r.sync();
+    const auto& steady =
+        dynamic_cast<const Eg::RotationChangeSteady&>(r.source.controlled().change());
+    r.copy->removeBlock(steady.moveBlockId());
+    r.twin->syncReflection(r.source.guide);
+    const auto& twinSteady =
+        dynamic_cast<const Eg::RotationChangeSteady&>(r.twin->rotation().controlled()->change());
+    // No block reflects the source's: the twin names none, and gives up.
+    EXPECT_EQ(twinSteady.moveBlockId(), Uuid{});
+    EXPECT_EQ(twinSteady.updaterBlockId(), steady.updaterBlockId());
+    r.twin->updateFromEmitter();
+    EXPECT_EQ(invalidSections(*r.twin), std::vector<std::string>{"rotation"});
 }
 
 }  // namespace

@@ -2,9 +2,11 @@
 // with the start velocity and the forces.
 #include <algorithm>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include <boost/uuid/uuid_io.hpp>
 #include <gtest/gtest.h>
 
 #include "particle_layout_model/plm_block_func_force_move.h"
@@ -13,12 +15,16 @@
 #include "particle_layout_model/plm_block_gen_periodic.h"
 #include "particle_layout_model/plm_block_param_position.h"
 #include "particle_layout_model/plm_block_param_velocity.h"
+#include "particle_layout_model/plm_block_stream.h"
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_emitter_guide.h"
+#include "particle_layout_model/plm_emitter_stream.h"
 #include "particle_layout_model/plm_guide_generation.h"
 #include "particle_layout_model/plm_guide_position.h"
 #include "particle_layout_model/plm_guide_termination.h"
 #include "particle_layout_model/plm_guide_value.h"
+#include "particle_layout_model/plm_guide_value_kinds.h"
+#include "particle_layout_model/plm_system.h"
 #include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_loader_bin_array.h"
 #include "revision_saveload/sl_revision_loader.h"
@@ -629,6 +635,308 @@ TEST(GuideMotion, WrongKindBytesAreDamagedData)
         });
     EXPECT_THROW(read(bytes, bytes.size(), [&](Sl::RevisionLoader& l) { Termination(n.guide, l); }),
                  Sl::CorruptedDataException);
+}
+
+// What a reflection must reproduce of the motion sections, one line per object: kinds,
+// validity, block ids (the copy keeps the source's ids, so a mapped id equals its source),
+// the form values as shown, and the kinds and numbers of the values.
+class Facts
+{
+public:
+    template <class... A>
+    void operator()(const A&... items)
+    {
+        std::ostringstream out;
+        ((out << items << ' '), ...);
+        lines.push_back(out.str());
+    }
+    std::vector<std::string> lines;
+};
+
+std::string text(const boost::optional<BlockConnector>& c)
+{
+    std::ostringstream out;
+    if (c)
+        out << c->blockId << ':' << c->desc_.index_;
+    return out.str();
+}
+
+std::string text(const boost::optional<Uuid>& id) { return id ? to_string(*id) : "none"; }
+
+std::string text(const glm::vec3& v)
+{
+    std::ostringstream out;
+    out << v.x << ',' << v.y << ',' << v.z;
+    return out.str();
+}
+
+std::string text(const Path<glm::vec2>& path)
+{
+    std::ostringstream out;
+    for (unsigned int i = 0; i < path.getNumKeys(); ++i)
+        out << path.getKey(i).value.x << ',' << path.getKey(i).value.y << ';';
+    return out.str();
+}
+
+void velocityFacts(Facts& f, const VelocityStart& v)
+{
+    f("velocity", int(v.type()), v.isValid(), v.velocityBlockId(), v.emitterAddition().get(),
+      v.applyEmitterRotation().get(),
+      // The defaults of new kinds come from the builder of the velocity's type.
+      Value::typeName(v.point().value().builder().defaultType()));
+}
+
+Facts motionFacts(const EmitterGuide& g)
+{
+    Facts f;
+    const Generation& generation = g.generation();
+    f("generation", int(generation.type()), generation.isValid(), generation.impl().isValid(),
+      generation.impl().getGeneratorBlockId());
+
+    const Termination& termination = g.termination();
+    f("termination", termination.isValid(), termination.terminatorsGuid());
+    for (unsigned int i = 0; i < termination.numTerminators(); ++i)
+    {
+        const TerminationBase& item = termination.terminator(i);
+        f("terminator", int(item.type()), item.id(), item.isValid());
+        if (const auto* life = dynamic_cast<const TerminationMaxLife*>(&item))
+            f("max life", life->terminatorBlockId(), life->expressionBlockId(),
+              text(life->getNormTimeConnector()));
+        if (const auto* path = dynamic_cast<const TerminationPath*>(&item))
+            f("path", path->blockId(), text(path->pathRefl().get()));
+    }
+
+    const PositionStart& start = g.positionStart();
+    f("start", start.isValid(), start.positionBlockId(), start.applyEmitterRotation().get(),
+      text(start.getOutputConnector()));
+
+    const PositionChange& change = g.positionChange();
+    const PositionChangeBase& impl = change.impl();
+    f("change", int(change.type()), change.isValid(), impl.isValid(),
+      text(change.getPositionConnector()), text(change.getVelocityConnector()));
+    if (const auto* steady = dynamic_cast<const PositionChangeSteady*>(&impl))
+    {
+        f("steady", steady->updaterBlockId(), steady->moveBlockId());
+        velocityFacts(f, steady->velocity());
+    }
+    if (const auto* forces = dynamic_cast<const PositionChangeForces*>(&impl))
+    {
+        f("forces", forces->positionUpdaterBlockId(), forces->velocityUpdaterBlockId(),
+          forces->forceMoveBlockId(), forces->forcesGuid(), forces->numForces());
+        velocityFacts(f, forces->velocity());
+        for (unsigned int i = 0; i < forces->numForces(); ++i)
+        {
+            const Base& force = forces->force(i);
+            f("force", int(forces->forceType(i)), force.isValid(),
+              text(force.getOutputConnector()));
+            if (const auto* noise = dynamic_cast<const NoiseFromPosition*>(&force))
+                f("noise", noise->noiseBlockId(), noise->smoothness().get(),
+                  text(noise->animation().get()));
+        }
+    }
+    if (const auto* path = dynamic_cast<const PositionChangePath*>(&impl))
+        f("path", path->expressionBlockId(), path->conversionBlockId(),
+          path->applyEmitterRotation());
+
+    std::vector<Value*> values;
+    for (Base* section : std::vector<Base*>{&g.generation(), &g.termination(), &g.positionStart(),
+                                            &g.positionChange()})
+        section->collectValues(values);
+    for (const Value* value : values)
+    {
+        f("value", Value::typeName(value->type()), value->dimensions(), value->isValid(),
+          value->implId(), text(value->paramId()), text(value->getOutputConnector()));
+        std::vector<float> numbers;
+        if (const auto* fixed = dynamic_cast<const Value::Fixed*>(&value->impl()))
+            numbers = fixed->values();
+        if (const auto* fixed = dynamic_cast<const Value::FixedProp*>(&value->impl()))
+            numbers = fixed->values();
+        for (float number : numbers)
+            f("number", number);
+    }
+    return f;
+}
+
+// An emitter, a copy of it loaded from its file (same block ids and reflection ids, so each
+// block of the source maps to the copy's block of the same id), and a reflected guide over the
+// copy. The copy's own guide, read with it, stays out of the way.
+struct Reflection
+{
+    System system;
+    std::unique_ptr<Emitter> source = Emitter::create("s");
+    EmitterGuide& guide = *source->guide();
+    std::unique_ptr<Emitter> copy;
+    std::unique_ptr<EmitterGuide> twin;
+
+    void start()
+    {
+        const Bytes saved = saveEmitterPlain(*source);
+        copy = loadEmitterPlain(saved.data(), saved.size(), system);
+        twin = std::make_unique<EmitterGuide>(*copy, Base::EmptyReflectionTag());
+        sync();
+    }
+    void sync() { twin->syncReflection(guide); }
+
+    // Brings the copy's blocks and links up to the source's, as the emitter's own
+    // synchronisation would: blocks that went or changed are replaced by copies of the
+    // source's (with their ids), then the source's links are drawn.
+    void mirror()
+    {
+        std::vector<Uuid> stale;
+        for (const Block& block : copy->allBlocks())
+        {
+            const Block* theirs = source->findBlockById(block.getId());
+            if (!theirs || saveBlockPlain(*theirs) != saveBlockPlain(block))
+                stale.push_back(block.getId());
+        }
+        // A block may take others with it (a parameter its updaters).
+        for (const Uuid& id : stale)
+            if (copy->findBlockById(id))
+                copy->removeBlock(id);
+        for (const Block& block : source->allBlocks())
+            if (!copy->findBlockById(block.getId()))
+            {
+                const Bytes bytes = saveBlockPlain(block);
+                copy->addBlock(loadBlockPlain(bytes.data(), bytes.size()));
+            }
+        for (unsigned int i = 0; i < source->getNumLinks(); ++i)
+            copy->createLink(source->getLink(i));
+    }
+};
+
+// Each kind, reflected into a fresh twin and into one synced before the source changed its
+// kinds (whose objects must then be replaced); either twin must also recognise the copy's
+// graph as its source does.
+TEST(GuideMotion, ReflectedGuideTakesEveryKind)
+{
+    struct Case
+    {
+        const char* what;
+        std::function<void(EmitterGuide&)> setup;
+    } cases[] = {
+        {"periodic", [](EmitterGuide&) {}},
+        {"distance", [](EmitterGuide& g) { g.generation().changeType(Generation::T_Distance); }},
+        {"terminators",
+         [](EmitterGuide& g)
+         {
+             g.termination().addTerminator(TerminationType::Path);
+             g.termination().addTerminator(TerminationType::MaxLife);
+             g.termination().removeTerminator(0);
+         }},
+        {"no movement",
+         [](EmitterGuide& g) { g.positionChange().changeType(PositionChange::T_None); }},
+        {"fixed start velocity",
+         [](EmitterGuide& g)
+         {
+             dynamic_cast<PositionChangeSteady&>(g.positionChange().impl())
+                 .velocity()
+                 .changeType(VelocityStart::T_Fixed);
+             g.positionStart().enableApplyEmitterRotation(false);
+         }},
+        {"forces",
+         [](EmitterGuide& g)
+         {
+             g.positionChange().changeType(PositionChange::T_Forces);
+             auto& forces = dynamic_cast<PositionChangeForces&>(g.positionChange().impl());
+             forces.addForce(PositionChangeForces::FT_Noise);
+             forces.addForce(PositionChangeForces::FT_Direction);
+             forces.removeForce(0);
+         }},
+        {"path", [](EmitterGuide& g) { g.positionChange().changeType(PositionChange::T_Path); }},
+        {"path without rotation",
+         [](EmitterGuide& g)
+         {
+             g.positionChange().changeType(PositionChange::T_Path);
+             dynamic_cast<PositionChangePath&>(g.positionChange().impl())
+                 .enableApplyEmitterRotation(false);
+         }},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        Reflection r;
+        r.start();
+        EXPECT_EQ(motionFacts(*r.twin).lines, motionFacts(r.guide).lines);
+
+        c.setup(r.guide);
+        ASSERT_EQ(motionValidity(r.guide), std::vector<bool>(4, true));
+        r.mirror();
+        r.sync();
+        const Facts expected = motionFacts(r.guide);
+        EXPECT_EQ(motionFacts(*r.twin).lines, expected.lines);
+        EmitterGuide fresh(*r.copy, Base::EmptyReflectionTag());
+        fresh.syncReflection(r.guide);
+        EXPECT_EQ(motionFacts(fresh).lines, expected.lines);
+        // The twin only names the shared rotation: the guide took the source's count of it.
+        const auto& theirs = r.guide.emitterRotationRefs();
+        const auto& ours = r.twin->emitterRotationRefs();
+        ASSERT_EQ(static_cast<bool>(ours), static_cast<bool>(theirs));
+        if (theirs)
+            EXPECT_EQ(ours->refs_, theirs->refs_);
+
+        for (EmitterGuide* twin : {r.twin.get(), &fresh})
+        {
+            std::vector<Base*> sections = {&twin->generation(), &twin->termination(),
+                                           &twin->positionStart(), &twin->positionChange()};
+            for (Base* section : sections)
+                section->updateFromEmitter();
+            EXPECT_EQ(motionValidity(*twin), std::vector<bool>(4, true));
+        }
+    }
+}
+
+// Overrides made on the reflection stay through later syncs while the source's values move;
+// objects of an unchanged kind stay the same objects, and a terminator is followed by its id.
+TEST(GuideMotion, ReflectionKeepsItsOverridesAndObjects)
+{
+    Reflection r;
+    r.guide.positionChange().changeType(PositionChange::T_Forces);
+    dynamic_cast<PositionChangeForces&>(r.guide.positionChange().impl())
+        .addForce(PositionChangeForces::FT_Noise);
+    r.guide.termination().addTerminator(TerminationType::Path);
+    r.start();
+
+    auto noiseOf = [](const EmitterGuide& g) -> NoiseFromPosition&
+    {
+        return dynamic_cast<NoiseFromPosition&>(
+            dynamic_cast<PositionChangeForces&>(g.positionChange().impl()).force(1));
+    };
+    auto rateOf = [](const EmitterGuide& g) -> Value::FixedProp&
+    { return dynamic_cast<Value::FixedProp&>(g.generation().impl().value().rowValue(0).impl()); };
+    NoiseFromPosition& noise = noiseOf(*r.twin);
+    Value::FixedProp& rate = rateOf(*r.twin);
+    const TerminationBase* pathTerminator = &r.twin->termination().terminator(1);
+    noise.setSmoothness(30.0f);
+    rate.changeValue(0, 80.0f);
+
+    noiseOf(r.guide).setSmoothness(7.0f);
+    rateOf(r.guide).changeValue(0, 60.0f);
+    r.guide.termination().removeTerminator(0);
+    r.mirror();
+    r.sync();
+
+    EXPECT_EQ(&noiseOf(*r.twin), &noise);
+    EXPECT_EQ(noise.smoothness().get(), 30.0f);
+    EXPECT_EQ(noise.smoothness().source(), 7.0f);
+    EXPECT_EQ(&rateOf(*r.twin), &rate);
+    EXPECT_EQ(rate.valueRefl().get(), std::vector<float>{80.0f});
+    EXPECT_EQ(rate.valueRefl().source(), std::vector<float>{60.0f});
+    ASSERT_EQ(r.twin->termination().numTerminators(), 1u);
+    EXPECT_EQ(&r.twin->termination().terminator(0), pathTerminator);
+
+    // A change of kind in the source replaces the object, and with it the override (each
+    // change of the source is synced, as the emitter's synchronisation does).
+    r.guide.positionChange().changeType(PositionChange::T_None);
+    r.mirror();
+    r.sync();
+    EXPECT_TRUE(dynamic_cast<PositionChangeNone*>(&r.twin->positionChange().impl()));
+    r.guide.positionChange().changeType(PositionChange::T_Forces);
+    dynamic_cast<PositionChangeForces&>(r.guide.positionChange().impl())
+        .addForce(PositionChangeForces::FT_Noise);
+    r.mirror();
+    r.sync();
+    EXPECT_EQ(noiseOf(*r.twin).smoothness().get(), noiseOf(r.guide).smoothness().get());
+    EXPECT_FALSE(noiseOf(*r.twin).smoothness().isOverridden());
 }
 
 }  // namespace

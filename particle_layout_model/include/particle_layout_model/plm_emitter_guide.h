@@ -79,6 +79,8 @@ public:
     explicit EmitterGuide(Emitter& emitter);
     // A guide read from a file; it touches no block.
     EmitterGuide(Emitter& emitter, Sl::RevisionLoader& loader);
+    // The empty guide of a reflected emitter, filled by syncReflection.
+    EmitterGuide(Emitter& emitter, Eg::Base::EmptyReflectionTag);
     ~EmitterGuide();
     EmitterGuide(const EmitterGuide&) = delete;
     EmitterGuide& operator=(const EmitterGuide&) = delete;
@@ -111,6 +113,13 @@ public:
 
     void updateFromEmitter();
     void postLoad();
+
+    // An empty guide for `emitter`, a reflection of this guide's emitter.
+    std::unique_ptr<EmitterGuide> reflect(Emitter& emitter) const;
+    // Takes the state of the source emitter's guide: the same sections and kinds, their form
+    // values as sources (overrides made here stay), and the ids of the blocks of this emitter
+    // that reflect the source's blocks. Run after the emitter has synchronised its blocks.
+    void syncReflection(const EmitterGuide& source);
     void save(Sl::RevisionSaver& saver) const;
     void collectValues(std::vector<Eg::Value*>& values) const;
 

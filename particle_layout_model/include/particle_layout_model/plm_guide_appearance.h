@@ -16,7 +16,8 @@ namespace Eg
 class Size;
 
 // How the size changes after a particle's birth. Its dimensions follow the size's: 1 for a
-// square, 2 for a rectangle.
+// square, 2 for a rectangle. Its twin needs the twin's owner besides the guide, so it has a
+// reflect of its own rather than ReflectableBase's.
 class SizeChangeBase : public Base
 {
 public:
@@ -30,6 +31,11 @@ public:
     void changeDimensions(unsigned int dimensions);
     // The output that the size's chain ends in, which feeds the constructor.
     virtual boost::optional<BlockConnector> getEndConnector() const = 0;
+    // The empty twin of this kind, in the guide of a reflected emitter, owned by `owner`.
+    virtual std::unique_ptr<SizeChangeBase> reflect(EmitterGuide& guide,
+                                                    const Size& owner) const = 0;
+    // Takes the dimensions; the kinds take the rest.
+    void syncReflection(const Base& source) override;
 
 protected:
     const Size& owner() const { return owner_; }
@@ -58,6 +64,7 @@ public:
     void save(Sl::RevisionSaver&) const override {}
     // The start value's output.
     boost::optional<BlockConnector> getEndConnector() const override;
+    std::unique_ptr<SizeChangeBase> reflect(EmitterGuide& guide, const Size& owner) const override;
 
 protected:
     void changeDimensionsImpl(unsigned int) override {}
@@ -70,6 +77,7 @@ public:
     SizeChangeGraph(EmitterGuide& guide, const Size& owner, unsigned int dimensions);
     SizeChangeGraph(EmitterGuide& guide, const Size& owner, unsigned int dimensions,
                     Sl::RevisionLoader& loader);
+    SizeChangeGraph(EmitterGuide& guide, const Size& owner, EmptyReflectionTag);
     ~SizeChangeGraph() override;
 
     MultiValue& value() const { return *value_; }
@@ -88,6 +96,8 @@ public:
     {
         return getOutputConnector();
     }
+    std::unique_ptr<SizeChangeBase> reflect(EmitterGuide& guide, const Size& owner) const override;
+    void syncReflection(const Base& source) override;
 
     static ValueBuilder createMultiplierBuilder(EmitterGuide& guide);
 
@@ -119,6 +129,8 @@ public:
 
     explicit Size(EmitterGuide& guide);
     Size(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin for a reflected emitter's guide: no blocks, no values until synced.
+    Size(EmitterGuide& guide, EmptyReflectionTag);
     ~Size() override;
 
     Type type() const { return type_; }
@@ -144,6 +156,7 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
     static ValueBuilder createStartBuilder(EmitterGuide& guide);
     // The constructor's size input: 3 for a square, 8 for a rectangle.
@@ -178,12 +191,15 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 protected:
     ConstructValueSection(EmitterGuide& guide, const ValueBuilder& builder,
                           unsigned int dimensions);
     ConstructValueSection(EmitterGuide& guide, const ValueBuilder& builder,
                           Sl::RevisionLoader& loader);
+    // The empty twin: its value, of this builder, has no row until synced.
+    ConstructValueSection(EmitterGuide& guide, const ValueBuilder& builder, EmptyReflectionTag);
     ~ConstructValueSection() override;
 
 private:
@@ -198,6 +214,7 @@ class Transparency : public ConstructValueSection
 public:
     explicit Transparency(EmitterGuide& guide);
     Transparency(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    Transparency(EmitterGuide& guide, EmptyReflectionTag);
 
     static ValueBuilder createBuilder(EmitterGuide& guide);
 };
@@ -208,16 +225,18 @@ class Color : public ConstructValueSection
 public:
     explicit Color(EmitterGuide& guide);
     Color(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    Color(EmitterGuide& guide, EmptyReflectionTag);
 
     static ValueBuilder createBuilder(EmitterGuide& guide);
 };
 
 // The whole texture on each sprite.
-class TexMappingNone : public Base
+class TexMappingNone : public ReflectableBase
 {
 public:
     explicit TexMappingNone(EmitterGuide& guide);
     TexMappingNone(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    TexMappingNone(EmitterGuide& guide, EmptyReflectionTag);
 
     bool isValid() const override { return valid_; }
     void updateFromEmitter() override;
@@ -225,17 +244,20 @@ public:
     void removeFromEmitter() override {}
     boost::optional<BlockConnector> getOutputConnector() const override { return boost::none; }
     void save(Sl::RevisionSaver& saver) const override;
+    void syncReflection(const Base& source) override;
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
 private:
     bool valid_ = false;
 };
 
 // One cell of a grid on the texture per sprite, chosen by a frame index.
-class TexMappingGrid : public Base
+class TexMappingGrid : public ReflectableBase
 {
 public:
     explicit TexMappingGrid(EmitterGuide& guide);
     TexMappingGrid(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    TexMappingGrid(EmitterGuide& guide, EmptyReflectionTag);
     ~TexMappingGrid() override;
 
     MultiValue& frameIndex() const { return *value_; }
@@ -256,6 +278,8 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
     static ValueBuilder createFrameIndexBuilder(EmitterGuide& guide);
 
@@ -284,6 +308,7 @@ public:
     TexMapping(EmitterGuide& guide, Sl::RevisionLoader& loader);
     // Guides before version 6 kept the mapping as a bool (grid or not) and the variant alone.
     TexMapping(EmitterGuide& guide, Sl::RevisionLoader& loader, OldFormTag);
+    TexMapping(EmitterGuide& guide, EmptyReflectionTag);
     ~TexMapping() override;
 
     Type type() const { return type_; }
@@ -303,13 +328,14 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
-    std::unique_ptr<Base> createImpl(Type type);
+    std::unique_ptr<ReflectableBase> createImpl(Type type);
 
     bool valid_ = false;
     Type type_ = T_None;
-    std::unique_ptr<Base> impl_;
+    std::unique_ptr<ReflectableBase> impl_;
     bool collapsed_ = false;
 };
 

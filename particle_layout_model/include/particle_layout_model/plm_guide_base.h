@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
+#include <typeinfo>
 #include <string>
 #include <vector>
 
@@ -71,6 +73,12 @@ struct EventVelocityChanged : Event
 class Base
 {
 public:
+    // Selects the constructors that build an object with no blocks, for the guide of a
+    // reflected emitter; syncReflection then fills it.
+    struct EmptyReflectionTag
+    {
+    };
+
     explicit Base(EmitterGuide& guide) : guide_(guide) {}
     Base(const Base&) = delete;
     Base& operator=(const Base&) = delete;
@@ -89,11 +97,26 @@ public:
     virtual void save(Sl::RevisionSaver& saver) const = 0;
     virtual void processEvent(const Event&) {}
     virtual void collectValues(std::vector<Value*>&) {}
+    // Takes the state of `source`, the same object in the guide of the emitter this one
+    // reflects (of the same dynamic class): its kinds and flags, the ids of the blocks here that
+    // reflect its blocks, and its form values as the sources of this one's. Overrides made here
+    // stay. Makes and removes no block: the blocks come with the emitter's synchronisation.
+    virtual void syncReflection(const Base& source) = 0;
 
     EmitterGuide& guide() const { return guide_; }
     Emitter& emitter() const;
 
 protected:
+    // The id of the block of this emitter that reflects the block `sourceId` of the source's
+    // emitter; a nil id (which names no block) if there is none, so that this object gives up
+    // as its source did.
+    Uuid reflBlockId(const Base& source, const Uuid& sourceId) const;
+    boost::optional<Uuid> reflBlockId(const Base& source,
+                                      const boost::optional<Uuid>& sourceId) const
+    {
+        return sourceId ? boost::make_optional(reflBlockId(source, *sourceId)) : boost::none;
+    }
+
     // Lookups that tolerate a missing block or one of another kind.
     Block* findBlock(const Uuid& id) const;
     Block* findBlock(const boost::optional<Uuid>& id) const
@@ -154,6 +177,45 @@ private:
     EmitterGuide& guide_;
 };
 
+// An object that a section replaces when the user picks another kind: a reflection makes an
+// empty twin of the source's kind.
+class ReflectableBase : public Base
+{
+public:
+    using Base::Base;
+    virtual std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const = 0;
+};
+
+// Makes `ptr` an empty twin of `source` if the two differ in dynamic class (or one is null);
+// null for a null source.
+template <class T>
+void makeTheSameType(std::unique_ptr<T>& ptr, const T* source, EmitterGuide& guide)
+{
+    if (!source)
+    {
+        ptr.reset();
+        return;
+    }
+    if (ptr && typeid(*ptr) == typeid(*source))
+        return;
+    std::unique_ptr<ReflectableBase> twin = source->reflect(guide);
+    T* typed = dynamic_cast<T*>(twin.get());
+    DEBUG_ASSERT(typed && typeid(*typed) == typeid(*source));
+    twin.release();
+    ptr.reset(typed);
+}
+
+// Brings `items` to the length of `source` (new items by `make`) and syncs each pair.
+template <class T, class Make, class Sync>
+void syncVector(std::vector<T>& items, const std::vector<T>& source, Make&& make, Sync&& sync)
+{
+    items.resize(std::min(items.size(), source.size()));
+    while (items.size() < source.size())
+        items.push_back(make(source[items.size()]));
+    for (size_t i = 0; i < items.size(); ++i)
+        sync(items[i], source[i]);
+}
+
 // An object whose number of components (1, 2 or 3) can change.
 class BaseDimensions : public Base
 {
@@ -203,6 +265,8 @@ public:
     explicit Refl(const T& source) : source_(source) {}
 
     const T& get() const { return override_ ? *override_ : source_; }
+    // A reflection's form value: the source's current value is the base; the override stays.
+    void syncBase(const Refl& other) { source_ = other.get(); }
     const T& source() const { return source_; }
     const boost::optional<T>& override() const { return override_; }
     void setSource(const T& value) { source_ = value; }
@@ -252,6 +316,12 @@ private:
     T source_{};
     boost::optional<T> override_;
 };
+
+// The block of `emitter` that reflects the block `sourceId` of `sourceEmitter`: the one with
+// its systemReflId, else the one with its emitterReflId; none if the source block or its
+// reflection isn't there.
+boost::optional<Uuid> findReflectedBlockId(const Emitter& emitter, const Emitter& sourceEmitter,
+                                           const Uuid& sourceId);
 
 // The form value follows the property: an overridden property gives the override, and the
 // source stays; else the source takes the value, and the override goes.

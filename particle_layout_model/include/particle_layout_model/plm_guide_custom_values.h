@@ -25,6 +25,8 @@ public:
     explicit CustomValue(EmitterGuide& guide);
     // Reads what save() wrote; touches no block.
     CustomValue(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin of a reflected emitter's guide: no value until syncReflection.
+    CustomValue(EmitterGuide& guide, Base::EmptyReflectionTag);
     ~CustomValue() override;
 
     const Uuid& id() const { return id_; }
@@ -51,6 +53,8 @@ public:
     boost::optional<BlockConnector> getOutputConnector() const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    // The id and name copied: the users of a custom value find it by id on either side.
+    void syncReflection(const Base& source) override;
 
 protected:
     void changeDimensionsImpl(unsigned int dimensions) override;
@@ -76,6 +80,8 @@ public:
     // An empty list.
     explicit CustomValues(EmitterGuide& guide);
     CustomValues(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty list of a reflected emitter's guide, filled by syncReflection.
+    CustomValues(EmitterGuide& guide, Base::EmptyReflectionTag);
     ~CustomValues() override;
 
     unsigned numValues() const { return static_cast<unsigned>(values_.size()); }
@@ -97,6 +103,8 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    // The list in the source's order; each custom value keeps its twin, matched by id.
+    void syncReflection(const Base& source) override;
 
 private:
     bool valid_ = true;

@@ -13,7 +13,7 @@ namespace Eg
 
 // Where bursts come from: one generator block and the value of its rate (or distance), which
 // lives in the generator's property while it is a plain number.
-class GenerationBase : public Base
+class GenerationBase : public ReflectableBase
 {
 public:
     static constexpr uint32_t kVersion = 1;
@@ -32,8 +32,10 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 protected:
+    // Also the empty twin: no block, no value.
     explicit GenerationBase(EmitterGuide& guide);
     // Adds the generator block, then the value that flows into it.
     void createBlocks(std::unique_ptr<Block> block);
@@ -54,6 +56,9 @@ class GenerationPeriodic : public GenerationBase
 public:
     explicit GenerationPeriodic(EmitterGuide& guide);
     GenerationPeriodic(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    GenerationPeriodic(EmitterGuide& guide, EmptyReflectionTag);
+
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
 protected:
     ValueBuilder createBuilder() override;
@@ -66,6 +71,9 @@ class GenerationDistance : public GenerationBase
 public:
     explicit GenerationDistance(EmitterGuide& guide);
     GenerationDistance(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    GenerationDistance(EmitterGuide& guide, EmptyReflectionTag);
+
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
 protected:
     ValueBuilder createBuilder() override;
@@ -85,6 +93,8 @@ public:
 
     explicit Generation(EmitterGuide& guide);
     Generation(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin of a reflected emitter's guide: no blocks, no variant.
+    Generation(EmitterGuide& guide, EmptyReflectionTag);
     ~Generation() override;
 
     Type type() const { return type_; }
@@ -104,6 +114,7 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
     void createImplByType();

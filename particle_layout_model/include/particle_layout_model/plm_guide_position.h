@@ -26,6 +26,8 @@ public:
 
     explicit PositionStart(EmitterGuide& guide);
     PositionStart(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin of a reflected emitter's guide: no blocks, no point.
+    PositionStart(EmitterGuide& guide, EmptyReflectionTag);
     ~PositionStart() override;
 
     Type type() const { return type_; }
@@ -51,6 +53,7 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
     bool valid_ = false;
@@ -75,6 +78,8 @@ public:
 
     explicit VelocityStart(EmitterGuide& guide);
     VelocityStart(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin: no block, no point.
+    VelocityStart(EmitterGuide& guide, EmptyReflectionTag);
     ~VelocityStart() override;
 
     Type type() const { return type_; }
@@ -106,6 +111,8 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    // A change of type in the source makes the point anew, from the builder of the new type.
+    void syncReflection(const Base& source) override;
 
 private:
     void initSphereType();
@@ -127,6 +134,8 @@ public:
 
     explicit NoiseFromPosition(EmitterGuide& guide);
     NoiseFromPosition(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin: no block, no scale.
+    NoiseFromPosition(EmitterGuide& guide, EmptyReflectionTag);
     ~NoiseFromPosition() override;
 
     const Uuid& noiseBlockId() const { return blockNoiseId_; }
@@ -152,6 +161,7 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
     bool valid_ = false;
@@ -162,10 +172,10 @@ private:
 };
 
 // How particles move after their start: the variants of the movement section.
-class PositionChangeBase : public Base
+class PositionChangeBase : public ReflectableBase
 {
 public:
-    using Base::Base;
+    using ReflectableBase::ReflectableBase;
 
     virtual boost::optional<BlockConnector> getPositionConnector() const = 0;
     virtual boost::optional<BlockConnector> getVelocityConnector() const = 0;
@@ -188,6 +198,9 @@ public:
 
     explicit PositionChangeNone(EmitterGuide& guide);
     PositionChangeNone(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    PositionChangeNone(EmitterGuide& guide, EmptyReflectionTag);
+
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
     boost::optional<BlockConnector> getPositionConnector() const override;
     boost::optional<BlockConnector> getVelocityConnector() const override { return boost::none; }
@@ -199,6 +212,7 @@ public:
     void removeFromEmitter() override {}
     // A group: valid.
     void save(Sl::RevisionSaver& saver) const override;
+    void syncReflection(const Base& source) override;
 
 private:
     bool valid_ = false;
@@ -212,7 +226,11 @@ public:
 
     PositionChangeSteady(EmitterGuide& guide, std::unique_ptr<VelocityStart> velocity);
     PositionChangeSteady(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin: no block, no velocity.
+    PositionChangeSteady(EmitterGuide& guide, EmptyReflectionTag);
     ~PositionChangeSteady() override;
+
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
     VelocityStart& velocity() const { return *velocity_; }
     const Uuid& updaterBlockId() const { return blockUpdaterId_; }
@@ -231,6 +249,7 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
     void removeOwnBlocks();
@@ -258,7 +277,11 @@ public:
 
     PositionChangeForces(EmitterGuide& guide, std::unique_ptr<VelocityStart> velocity);
     PositionChangeForces(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin: no block, no velocity, no force.
+    PositionChangeForces(EmitterGuide& guide, EmptyReflectionTag);
     ~PositionChangeForces() override;
+
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
     VelocityStart& velocity() const { return *velocity_; }
     const Uuid& positionUpdaterBlockId() const { return blockPositionUpdaterId_; }
@@ -292,6 +315,8 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    // The forces follow the source's by position; one of another type is made anew.
+    void syncReflection(const Base& source) override;
 
 private:
     struct Force
@@ -301,6 +326,7 @@ private:
     };
 
     std::unique_ptr<Base> createForce(ForceType type);
+    std::unique_ptr<Base> createForceTwin(ForceType type);
     // Sets the count on the block and clears what stood on the inputs that have gone.
     void syncNumForces();
     void removeOwnBlocks();
@@ -323,7 +349,11 @@ public:
 
     explicit PositionChangePath(EmitterGuide& guide);
     PositionChangePath(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin: no block, no point.
+    PositionChangePath(EmitterGuide& guide, EmptyReflectionTag);
     ~PositionChangePath() override;
+
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
     Point& point() const { return *point_; }
     const Uuid& expressionBlockId() const { return blockExprId_; }
@@ -350,6 +380,8 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    // The shared emitter rotation is only mapped: the guide takes the source's counts of it.
+    void syncReflection(const Base& source) override;
 
 private:
     // The direction along the path (a 2D vector), while the point is a single path row.
@@ -386,6 +418,8 @@ public:
 
     explicit PositionChange(EmitterGuide& guide);
     PositionChange(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin of a reflected emitter's guide: no blocks, no variant.
+    PositionChange(EmitterGuide& guide, EmptyReflectionTag);
     ~PositionChange() override;
 
     Type type() const { return type_; }
@@ -418,6 +452,7 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
     void createImplByType();

@@ -25,7 +25,8 @@ struct InputTarget
     uint32_t index = 0;
 };
 
-// How the angle of a controlled rotation changes after a particle's birth.
+// How the angle of a controlled rotation changes after a particle's birth. Its twin needs the
+// twin's owner besides the guide, so it has a reflect of its own rather than ReflectableBase's.
 class RotationChangeBase : public Base
 {
 public:
@@ -33,6 +34,10 @@ public:
         : Base(guide), owner_(owner)
     {
     }
+
+    // The empty twin of this kind, in the guide of a reflected emitter, owned by `owner`.
+    virtual std::unique_ptr<RotationChangeBase> reflect(EmitterGuide& guide,
+                                                        const RotationControlled& owner) const = 0;
 
     // The connector that drives the input the angle would feed, if this change replaces the
     // angle there.
@@ -60,6 +65,9 @@ public:
     void removeFromEmitter() override {}
     // Writes nothing: the kind alone says it all.
     void save(Sl::RevisionSaver&) const override {}
+    void syncReflection(const Base&) override {}
+    std::unique_ptr<RotationChangeBase> reflect(EmitterGuide& guide,
+                                                const RotationControlled& owner) const override;
 };
 
 // The angle parameter turns at a speed: a move block updates the parameter every frame.
@@ -69,6 +77,7 @@ public:
     RotationChangeSteady(EmitterGuide& guide, const RotationControlled& owner);
     RotationChangeSteady(EmitterGuide& guide, const RotationControlled& owner,
                          Sl::RevisionLoader& loader);
+    RotationChangeSteady(EmitterGuide& guide, const RotationControlled& owner, EmptyReflectionTag);
     ~RotationChangeSteady() override;
 
     // Degrees per second.
@@ -83,6 +92,9 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
+    std::unique_ptr<RotationChangeBase> reflect(EmitterGuide& guide,
+                                                const RotationControlled& owner) const override;
 
     static ValueBuilder createSpeedBuilder(EmitterGuide& guide, std::function<Uuid()> moveId);
 
@@ -100,6 +112,7 @@ public:
     RotationChangeGraph(EmitterGuide& guide, const RotationControlled& owner);
     RotationChangeGraph(EmitterGuide& guide, const RotationControlled& owner,
                         Sl::RevisionLoader& loader);
+    RotationChangeGraph(EmitterGuide& guide, const RotationControlled& owner, EmptyReflectionTag);
     ~RotationChangeGraph() override;
 
     MultiValue& value() const { return *value_; }
@@ -114,6 +127,9 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
+    std::unique_ptr<RotationChangeBase> reflect(EmitterGuide& guide,
+                                                const RotationControlled& owner) const override;
 
     static ValueBuilder createValueBuilder(EmitterGuide& guide);
 
@@ -124,11 +140,12 @@ private:
 };
 
 // A random axis per particle: a random vector kept in a particle parameter at birth.
-class RotationAxisRandom : public Base
+class RotationAxisRandom : public ReflectableBase
 {
 public:
     explicit RotationAxisRandom(EmitterGuide& guide);
     RotationAxisRandom(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    RotationAxisRandom(EmitterGuide& guide, EmptyReflectionTag);
 
     const Uuid& randomBlockId() const { return random_; }
     const Uuid& paramBlockId() const { return param_; }
@@ -140,6 +157,8 @@ public:
     // The parameter's value.
     boost::optional<BlockConnector> getOutputConnector() const override;
     void save(Sl::RevisionSaver& saver) const override;
+    void syncReflection(const Base& source) override;
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
 private:
     bool valid_ = false;
@@ -149,7 +168,7 @@ private:
 
 // The angle of a particle, held in a particle parameter "Angle": around the view axis (faced)
 // or around an axis of its own (free).
-class RotationControlled : public Base
+class RotationControlled : public ReflectableBase
 {
 public:
     enum Type : uint8_t
@@ -171,6 +190,7 @@ public:
 
     explicit RotationControlled(EmitterGuide& guide);
     RotationControlled(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    RotationControlled(EmitterGuide& guide, EmptyReflectionTag);
     ~RotationControlled() override;
 
     Type type() const { return type_; }
@@ -205,6 +225,8 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
     static ValueBuilder createAngleBuilder(EmitterGuide& guide, std::function<Uuid()> angleId);
     static ValueBuilder createFixedAxisBuilder(EmitterGuide& guide);
@@ -213,6 +235,7 @@ private:
     void setupConstructor() const;
     void createAxisByType();
     void removeAxis();
+    void syncAxis(const Base* source);
     std::unique_ptr<RotationChangeBase> createChange(ChangeType type);
     std::unique_ptr<RotationChangeBase> loadChange(ChangeType type, Sl::RevisionLoader& loader);
 
@@ -230,7 +253,7 @@ private:
 
 // The rotation follows the velocity and keeps facing the view: the first axis is the view
 // axis, the velocity gives the second.
-class RotationVelocityFaced : public Base
+class RotationVelocityFaced : public ReflectableBase
 {
 public:
     enum SoftAxis : uint8_t
@@ -241,6 +264,7 @@ public:
 
     explicit RotationVelocityFaced(EmitterGuide& guide);
     RotationVelocityFaced(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    RotationVelocityFaced(EmitterGuide& guide, EmptyReflectionTag);
 
     // Which axis of the sprite follows the velocity.
     const Refl<unsigned char>& softAxis() const { return softAxis_; }
@@ -254,6 +278,8 @@ public:
     void removeFromEmitter() override;
     boost::optional<BlockConnector> getOutputConnector() const override;
     void save(Sl::RevisionSaver& saver) const override;
+    void syncReflection(const Base& source) override;
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
 private:
     void setupAxes() const;
@@ -265,7 +291,7 @@ private:
 
 // The rotation follows the velocity freely in space: the velocity gives the first axis, a
 // constant "soft" axis the second.
-class RotationVelocityFree : public Base
+class RotationVelocityFree : public ReflectableBase
 {
 public:
     // The axis that follows the velocity, then the one nearest to the soft axis.
@@ -284,6 +310,7 @@ public:
 
     explicit RotationVelocityFree(EmitterGuide& guide);
     RotationVelocityFree(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    RotationVelocityFree(EmitterGuide& guide, EmptyReflectionTag);
 
     Type type() const { return type_; }
     bool changeType(Type type);
@@ -298,6 +325,8 @@ public:
     void removeFromEmitter() override;
     boost::optional<BlockConnector> getOutputConnector() const override;
     void save(Sl::RevisionSaver& saver) const override;
+    void syncReflection(const Base& source) override;
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
 private:
     void setupAxes();
@@ -321,6 +350,8 @@ public:
 
     explicit Rotation(EmitterGuide& guide);
     Rotation(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin for a reflected emitter's guide: no blocks, no kind object until synced.
+    Rotation(EmitterGuide& guide, EmptyReflectionTag);
     ~Rotation() override;
 
     Type type() const { return type_; }
@@ -345,13 +376,14 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
-    std::unique_ptr<Base> createImpl(Type type);
+    std::unique_ptr<ReflectableBase> createImpl(Type type);
 
     bool valid_ = false;
     Type type_ = T_Controlled;
-    std::unique_ptr<Base> impl_;
+    std::unique_ptr<ReflectableBase> impl_;
     bool collapsed_ = false;
 };
 

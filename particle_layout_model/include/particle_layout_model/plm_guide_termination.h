@@ -22,7 +22,7 @@ enum class TerminationType : uint8_t
 
 // One way a particle ends. Each terminator has an id of its own, by which the form follows it
 // through changes of the list.
-class TerminationBase : public Base
+class TerminationBase : public ReflectableBase
 {
 public:
     static constexpr uint32_t kVersion = 0;
@@ -31,10 +31,14 @@ public:
     const Uuid& id() const { return id_; }
 
     boost::optional<BlockConnector> getOutputConnector() const override { return boost::none; }
+    // The id; the kinds add their own state.
+    void syncReflection(const Base& source) override;
 
 protected:
     // A new id.
     explicit TerminationBase(EmitterGuide& guide);
+    // The empty twin: a nil id until synced.
+    TerminationBase(EmitterGuide& guide, EmptyReflectionTag);
     // Reads the group written by saveBase.
     TerminationBase(EmitterGuide& guide, Sl::RevisionLoader& loader);
     // A group: id.
@@ -65,7 +69,10 @@ public:
     TerminationMaxLife(EmitterGuide& guide, Sl::RevisionLoader& loader);
     // Around the blocks of an old guide; a new id.
     TerminationMaxLife(EmitterGuide& guide, OldMaxLifeData data, const Uuid& expressionId);
+    TerminationMaxLife(EmitterGuide& guide, EmptyReflectionTag);
     ~TerminationMaxLife() override;
+
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
     TerminationType type() const override { return TerminationType::MaxLife; }
     // The age divided by the life: the expression's output.
@@ -84,6 +91,7 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
     bool valid_ = false;
@@ -100,6 +108,9 @@ public:
 
     explicit TerminationPath(EmitterGuide& guide);
     TerminationPath(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    TerminationPath(EmitterGuide& guide, EmptyReflectionTag);
+
+    std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const override;
 
     TerminationType type() const override { return TerminationType::Path; }
     const Uuid& blockId() const { return blockId_; }
@@ -113,6 +124,7 @@ public:
     void removeFromEmitter() override;
     // The base; then a group: valid; block id; a group with the path.
     void save(Sl::RevisionSaver& saver) const override;
+    void syncReflection(const Base& source) override;
 
 private:
     bool valid_ = false;
@@ -132,6 +144,8 @@ public:
     // An empty list: the new guide adds its terminator once all sections exist.
     explicit Termination(EmitterGuide& guide);
     Termination(EmitterGuide& guide, Sl::RevisionLoader& loader);
+    // The empty twin of a reflected emitter's guide: no terminators.
+    Termination(EmitterGuide& guide, EmptyReflectionTag);
     ~Termination() override;
 
     // Guides before version 5: a group of the validity, the life value and the terminator id.
@@ -159,6 +173,9 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    // Follows the source's terminators by their ids, so that a terminator keeps its overrides
+    // when another one is added or removed before it.
+    void syncReflection(const Base& source) override;
 
 private:
     static std::unique_ptr<TerminationBase> create(EmitterGuide& guide, TerminationType type);

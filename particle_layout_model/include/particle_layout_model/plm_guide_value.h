@@ -201,6 +201,7 @@ public:
     boost::optional<BlockConnector> getOutputConnector() const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
     bool isDimensionSupported(unsigned int dimensions) const override;
 
@@ -214,6 +215,7 @@ private:
     Value(const ValueBuilder& builder, unsigned int dimensions, Type type,
           std::unique_ptr<ValuesBase> impl, bool propValueEnabled);
     Value(const ValueBuilder& builder, Sl::RevisionLoader& loader);
+    Value(const ValueBuilder& builder, Base::EmptyReflectionTag);
 
     void createImplByCurrentType(const boost::optional<Uuid>& customValueId);
     std::unique_ptr<ValuesBase> makeImpl(const boost::optional<Uuid>& customValueId) const;
@@ -285,6 +287,10 @@ public:
                                          bool propValueEnabled) const;
     // A value read from a file.
     std::unique_ptr<Value> buildForLoad(Sl::RevisionLoader& loader) const;
+    // The empty twin of `source` in the guide of a reflected emitter, with no kind object and no
+    // block until its syncReflection. This builder (not the source's) is the twin's, so that
+    // its block functions name the twin's owner.
+    std::unique_ptr<Value> reflect(const Value& source) const;
 
     EmitterGuide& guide() const { return *guide_; }
     ValueLevel level() const { return level_; }
@@ -324,6 +330,8 @@ public:
     // One row of the builder's default type, living in the target property if there is one.
     MultiValue(EmitterGuide& guide, const ValueBuilder& builder, unsigned int dimensions);
     MultiValue(EmitterGuide& guide, const ValueBuilder& builder, Sl::RevisionLoader& loader);
+    // The empty twin of a reflected emitter's guide: no row and no block until syncReflection.
+    MultiValue(EmitterGuide& guide, const ValueBuilder& builder, Base::EmptyReflectionTag);
     ~MultiValue() override;
 
     unsigned int numRows() const { return static_cast<unsigned int>(rows_.size()); }
@@ -358,6 +366,9 @@ public:
     boost::optional<BlockConnector> getOutputConnector() const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    // The rows in the source's order, each keeping its twin (matched by row id), with their
+    // labels and dimensions; the expression and its block.
+    void syncReflection(const Base& source) override;
 
 protected:
     void changeDimensionsImpl(unsigned int dimensions) override;
@@ -402,6 +413,8 @@ public:
     Point(EmitterGuide& guide, const ValueBuilder& builder, Sl::RevisionLoader& loader);
     // Around a value made elsewhere (the migration of old files).
     Point(EmitterGuide& guide, const ValueBuilder& builder, std::unique_ptr<MultiValue> value);
+    // The empty twin of a reflected emitter's guide: no value until syncReflection.
+    Point(EmitterGuide& guide, const ValueBuilder& builder, Base::EmptyReflectionTag);
     ~Point() override;
 
     MultiValue& value() const { return *value_; }
@@ -415,6 +428,7 @@ public:
     void save(Sl::RevisionSaver& saver) const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    void syncReflection(const Base& source) override;
 
 private:
     ValueBuilder builder_;

@@ -52,6 +52,13 @@ public:
         for (Refl<T>& item : items_)
             item.bake();
     }
+    // Item by item, to the source's number of items; the overrides stay.
+    void syncBase(const VectorReflGroup& other)
+    {
+        syncVector(
+            items_, other.items_, [](const Refl<T>&) { return Refl<T>(); },
+            [](Refl<T>& item, const Refl<T>& source) { item.syncBase(source); });
+    }
 
 private:
     std::vector<Refl<T>> items_;
@@ -64,6 +71,10 @@ class Value::ValuesBase : public BaseDimensions
 public:
     // Each kind writes its own group of this version.
     static constexpr uint32_t kVersion = 7;
+
+    // The empty twin of this kind for the value of a reflected emitter's guide that owns
+    // `builder`; its syncReflection fills it.
+    virtual std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const = 0;
 
     virtual Value::Type type() const = 0;
     // The current level of a shift, for the kinds that have one.
@@ -79,6 +90,16 @@ protected:
     ValuesBase(const ValueBuilder& builder, unsigned int dimensions);
 
     void changeDimensionsImpl(unsigned int dimensions) override;
+    // The start of a kind's syncReflection: the source as the kind's class, its dimensions
+    // taken.
+    template <class T>
+    const T& syncDimensions(const Base& source)
+    {
+        DEBUG_ASSERT(typeid(*this) == typeid(source));
+        const T& other = static_cast<const T&>(source);
+        setDimensionsOnLoad(other.dimensions());
+        return other;
+    }
     // Opens the kind's group and refuses versions other than the current one.
     static void checkVersion(const Sl::ScopedLoaderGroup& group);
     // Links only when both ends exist: a value read from a damaged file may take itself for
@@ -98,6 +119,9 @@ class Value::Fixed : public Value::ValuesBase
 public:
     Fixed(const ValueBuilder& builder, unsigned int dimensions, const std::vector<float>& values);
     Fixed(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    Fixed(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::Fixed; }
 
@@ -137,6 +161,9 @@ public:
     FixedProp(const ValueBuilder& builder, unsigned int dimensions,
               const std::vector<float>& values);
     FixedProp(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    FixedProp(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::Fixed; }
     // Only the property's own dimensions.
@@ -174,6 +201,9 @@ class Value::Random : public Value::ValuesBase
 public:
     Random(const ValueBuilder& builder, unsigned int dimensions);
     Random(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    Random(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::Random; }
 
@@ -242,6 +272,8 @@ public:
     boost::optional<BlockConnector> getOutputConnector() const override;
     void processEvent(const Event& event) override;
     void collectValues(std::vector<Value*>& values) override;
+    // The curves and the shift; a kind with blocks of its own syncs them after this.
+    void syncReflection(const Base& source) override;
 
 protected:
     // Creates the curves block with the builder's curves.
@@ -251,6 +283,7 @@ protected:
     {
     };
     GraphBase(const ValueBuilder& builder, unsigned int dimensions, LoadTag);
+    GraphBase(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
 
     // The time at which the curves are read.
     virtual boost::optional<BlockConnector> driver() const = 0;
@@ -286,6 +319,9 @@ class Value::Graph : public Value::GraphBase
 public:
     Graph(const ValueBuilder& builder, unsigned int dimensions);
     Graph(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    Graph(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
     Value::Type type() const override { return Value::Type::Graph; }
     const Uuid& randomBlockId() const { return random_; }
 
@@ -306,6 +342,9 @@ public:
     OverParticleLife(const ValueBuilder& builder, unsigned int dimensions);
     OverParticleLife(const ValueBuilder& builder, unsigned int dimensions,
                      Sl::RevisionLoader& loader);
+    OverParticleLife(const ValueBuilder& builder, unsigned int dimensions,
+                     Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
     Value::Type type() const override { return Value::Type::OverParticleLife; }
 
 protected:
@@ -320,6 +359,9 @@ public:
     OverParticleTime(const ValueBuilder& builder, unsigned int dimensions);
     OverParticleTime(const ValueBuilder& builder, unsigned int dimensions,
                      Sl::RevisionLoader& loader);
+    OverParticleTime(const ValueBuilder& builder, unsigned int dimensions,
+                     Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
     Value::Type type() const override { return Value::Type::OverParticleTime; }
 
 protected:
@@ -334,6 +376,10 @@ public:
     OverParticleSpeed(const ValueBuilder& builder, unsigned int dimensions);
     OverParticleSpeed(const ValueBuilder& builder, unsigned int dimensions,
                       Sl::RevisionLoader& loader);
+    OverParticleSpeed(const ValueBuilder& builder, unsigned int dimensions,
+                      Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
     Value::Type type() const override { return Value::Type::OverParticleSpeed; }
     const Uuid& expressionBlockId() const { return expr_; }
 
@@ -355,6 +401,9 @@ public:
     OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions);
     OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions,
                     Sl::RevisionLoader& loader);
+    OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
     Value::Type type() const override { return Value::Type::OverEmitterTime; }
     const Uuid& timeBlockId() const { return time_; }
 
@@ -375,6 +424,9 @@ public:
     OverSystemTime(const ValueBuilder& builder, unsigned int dimensions);
     OverSystemTime(const ValueBuilder& builder, unsigned int dimensions,
                    Sl::RevisionLoader& loader);
+    OverSystemTime(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
     Value::Type type() const override { return Value::Type::OverSystemTime; }
     const Uuid& timeBlockId() const { return time_; }
 
@@ -396,6 +448,9 @@ public:
                     const Uuid& customValueId);
     OverCustomValue(const ValueBuilder& builder, unsigned int dimensions,
                     Sl::RevisionLoader& loader);
+    OverCustomValue(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
     Value::Type type() const override { return Value::Type::OverCustomValue; }
     boost::optional<Uuid> customValueId() const override { return customValue_; }
 
@@ -415,6 +470,9 @@ public:
     EmitterProperty(const ValueBuilder& builder, unsigned int dimensions);
     EmitterProperty(const ValueBuilder& builder, unsigned int dimensions,
                     Sl::RevisionLoader& loader);
+    EmitterProperty(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::EmitterProperty; }
 
@@ -455,6 +513,9 @@ class Value::CustomValue : public Value::ValuesBase
 public:
     CustomValue(const ValueBuilder& builder, unsigned int dimensions, const Uuid& customValueId);
     CustomValue(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    CustomValue(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::CustomValue; }
     boost::optional<Uuid> customValueId() const override { return customValue_; }
@@ -484,6 +545,9 @@ class PointFromPath : public Value::ValuesBase
 public:
     PointFromPath(const ValueBuilder& builder, unsigned int dimensions);
     PointFromPath(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    PointFromPath(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
     ~PointFromPath() override;
 
     Value::Type type() const override { return Value::Type::PointFromPath; }
@@ -522,6 +586,9 @@ class Sphere : public Value::ValuesBase
 public:
     Sphere(const ValueBuilder& builder, unsigned int dimensions);
     Sphere(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    Sphere(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
     ~Sphere() override;
 
     Value::Type type() const override { return Value::Type::Sphere; }
@@ -553,6 +620,9 @@ class ValueCircle : public Value::ValuesBase
 public:
     ValueCircle(const ValueBuilder& builder, unsigned int dimensions);
     ValueCircle(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    ValueCircle(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
     ~ValueCircle() override;
 
     Value::Type type() const override { return Value::Type::Circle; }
@@ -585,6 +655,9 @@ class Area : public Value::ValuesBase
 public:
     Area(const ValueBuilder& builder, unsigned int dimensions);
     Area(const ValueBuilder& builder, unsigned int dimensions, Sl::RevisionLoader& loader);
+    Area(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::Area; }
     bool isDimensionSupported(unsigned int dimensions) const override { return dimensions == 3; }
@@ -617,6 +690,10 @@ public:
     PointBetweenPaths(const ValueBuilder& builder, unsigned int dimensions);
     PointBetweenPaths(const ValueBuilder& builder, unsigned int dimensions,
                       Sl::RevisionLoader& loader);
+    PointBetweenPaths(const ValueBuilder& builder, unsigned int dimensions,
+                      Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::PointBetweenPaths; }
     bool isDimensionSupported(unsigned int dimensions) const override { return dimensions == 3; }
@@ -656,6 +733,10 @@ public:
     ValueParticlePosition(const ValueBuilder& builder, unsigned int dimensions);
     ValueParticlePosition(const ValueBuilder& builder, unsigned int dimensions,
                           Sl::RevisionLoader& loader);
+    ValueParticlePosition(const ValueBuilder& builder, unsigned int dimensions,
+                          Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::ParticlePosition; }
     bool isDimensionSupported(unsigned int dimensions) const override { return dimensions == 3; }
@@ -680,6 +761,10 @@ public:
     ValueEmitterPosition(const ValueBuilder& builder, unsigned int dimensions);
     ValueEmitterPosition(const ValueBuilder& builder, unsigned int dimensions,
                          Sl::RevisionLoader& loader);
+    ValueEmitterPosition(const ValueBuilder& builder, unsigned int dimensions,
+                         Base::EmptyReflectionTag);
+    std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
+    void syncReflection(const Base& source) override;
 
     Value::Type type() const override { return Value::Type::EmitterPosition; }
     bool isDimensionSupported(unsigned int dimensions) const override { return dimensions == 3; }
