@@ -655,18 +655,16 @@ void Value::EmitterProperty::saveImpl(Sl::RevisionSaver& saver) const
     Sl::ScopedSaverGroup group("emitter_property", saver, kVersion);
     saver.write("valid", valid_);
     Sl::write("block", saver, block_);
-    Detail::withValueType(
-        dimensions(),
-        [&](auto zero)
-        {
-            // The form of Refl<T>::save, from the components.
-            using T = decltype(zero);
-            Sl::ScopedSaverGroup value("value", saver, 0);
-            PropValue<T>::write("source", saver, Detail::fromFloats<T>(values_.source()));
-            saver.write("override", static_cast<bool>(values_.override()));
-            if (values_.override())
-                PropValue<T>::write(nullptr, saver, Detail::fromFloats<T>(*values_.override()));
-        });
+    Detail::withValueType(dimensions(),
+                          [&](auto zero)
+                          {
+                              // The value as a Refl of the block's own type, from the components.
+                              using T = decltype(zero);
+                              Refl<T> value(Detail::fromFloats<T>(values_.source()));
+                              if (values_.override())
+                                  value.setOverride(Detail::fromFloats<T>(*values_.override()));
+                              value.save("value", saver);
+                          });
     name_.save("name", saver);
 }
 

@@ -283,14 +283,16 @@ public:
         }
     }
 
-    // A group, version 0: "source", then "override".
+    // A group, version 0: "source", then "override" as an optional value is written (a group
+    // of a flag and the value).
     void save(const char* name, Sl::RevisionSaver& saver) const
     {
         Sl::ScopedSaverGroup group(name, saver, 0);
         PropValue<T>::write("source", saver, source_);
-        saver.write("override", static_cast<bool>(override_));
+        Sl::ScopedSaverGroup overrideGroup("override", saver);
+        saver.write("has_value", static_cast<bool>(override_));
         if (override_)
-            PropValue<T>::write(nullptr, saver, *override_);
+            PropValue<T>::write("value", saver, *override_);
     }
     void load(Sl::RevisionLoader& loader)
     {
@@ -299,6 +301,7 @@ public:
         {
             Sl::ScopedLoaderGroup group(loader, 0);
             PropValue<T>::read(loader, source);
+            Sl::ScopedLoaderGroup overrideGroup(loader);
             bool has = false;
             loader.read(has);
             if (has)
