@@ -106,6 +106,11 @@ std::unique_ptr<Block> Block::reflectIndirect(boost::optional<boost::uuids::uuid
     return block;
 }
 
+void Block::doExport(EmitterExportCompilerBin&, unsigned int) const
+{
+    DEBUG_ASSERT(!"a block kind without an operation of the runtime");
+}
+
 void Block::_regenerateSystemReflId(AccessKey<Emitter, System>)
 {
     systemReflId_ = BoostExt::generateUuid();

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_construct_quads.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -166,6 +168,47 @@ void BlockConstructQuads::loadImpl(Sl::RevisionLoader& loader)
     texOp_.load(loader);
     texOpGridCols_.load(loader);
     texOpGridRows_.load(loader);
+}
+
+void BlockConstructQuads::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    const SystemExportCompilerBin& system = compiler.getSystemExporterBin();
+    const unsigned int meshIndex = system.getMeshIndexOfConstructor(*this);
+    const unsigned int styleIndex = system.getRenderStyleIndexOfConstructor(*this);
+    DEBUG_ASSERT(meshIndex < 256 && styleIndex < 256);
+
+    const ExportBin::OperationScope operation(compiler, Ps::OF_ConstructorQuads);
+    Sl::Saver& saver = operation.saver();
+    compiler.writeInput(*this, "origin", origin_, 7);
+    const Ps::EnumConstructorQuadsRotationOp rotationOp = getRotationType();
+    saver.write("rotation_op", static_cast<uint8_t>(rotationOp));
+    if (rotationOp == Ps::CGO_Faced)
+        compiler.writeInput(*this, "rotation", facedRotation_, 1);
+    else
+        compiler.writeInput(*this, "rotation", 2);  // a free rotation is always linked
+    const EnumSizeType sizeType = getSizeType();
+    saver.write("size_type", static_cast<uint8_t>(sizeType));
+    if (sizeType == ST_Quad)
+        compiler.writeInput(*this, "size", size_, 3);
+    else
+        compiler.writeInput(*this, "size", sizeRect_, 8);
+    compiler.writeInput(*this, "color", color_, 4);
+    compiler.writeInput(*this, "alpha", alpha_, 5);
+    saver.write("vis_mesh_index", static_cast<uint8_t>(meshIndex));
+    saver.write("rend_style_index", static_cast<uint8_t>(styleIndex));
+    const Ps::EnumConstructorQuadsTexOp texOp = getTexOp();
+    saver.write("tex_op", static_cast<uint8_t>(texOp));
+    if (texOp == Ps::CTO_Grid)
+    {
+        // The runtime keeps a grid of at most 255 by 255 cells, and at least one.
+        const unsigned int cols = getTexOpGridCols();
+        const unsigned int rows = getTexOpGridRows();
+        DEBUG_ASSERT(cols > 0 && cols < 256 && rows > 0 && rows < 256);
+        saver.write("tex_op_grid_cols", static_cast<uint8_t>(cols));
+        saver.write("tex_op_grid_rows", static_cast<uint8_t>(rows));
+        compiler.writeInput(*this, "tex_op_grid_index", 6);
+    }
 }
 
 }  // namespace Plm

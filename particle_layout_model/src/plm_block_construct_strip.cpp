@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_construct_strip.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -93,6 +95,27 @@ void BlockConstructStrip::loadImpl(Sl::RevisionLoader& loader)
     color_.load(loader);
     alpha_.load(loader);
     texRep_.load(loader);
+}
+
+void BlockConstructStrip::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    const SystemExportCompilerBin& system = compiler.getSystemExporterBin();
+    const unsigned int meshIndex = system.getMeshIndexOfConstructor(*this);
+    const unsigned int styleIndex = system.getRenderStyleIndexOfConstructor(*this);
+    DEBUG_ASSERT(meshIndex < 256 && styleIndex < 256);
+
+    const ExportBin::OperationScope operation(compiler, Ps::OF_ConstructorStrip);
+    Sl::Saver& saver = operation.saver();
+    saver.write("has_free_rotation", hasFreeRotation());
+    if (hasFreeRotation())
+        compiler.writeInput(*this, "rotation", 2);
+    compiler.writeInput(*this, "size", size_, 3);
+    compiler.writeInput(*this, "color", color_, 4);
+    compiler.writeInput(*this, "alpha", alpha_, 5);
+    compiler.writeInput(*this, "tex_rep", texRep_, 7);
+    saver.write("vis_mesh_index", static_cast<uint8_t>(meshIndex));
+    saver.write("rend_style_index", static_cast<uint8_t>(styleIndex));
 }
 
 }  // namespace Plm

@@ -1,6 +1,11 @@
 #include "particle_layout_model/plm_block_func_area.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "revision_saveload/sl_write_read.h"
+
+#include "plm_export_block_writers.h"
 
 namespace Plm
 {
@@ -71,6 +76,51 @@ void BlockFuncArea::loadImpl(Sl::RevisionLoader& loader)
     else
         loader.skipGroup();
     edData_ = std::move(edData);
+}
+
+float BlockFuncArea::getExportSquare() const
+{
+    const Area& area = area_.get();
+    if (!area.isValid())
+        return 0.0f;
+    uint64_t paint = 0;
+    for (uint8_t cell : area.getImage())
+        paint += cell;
+    return static_cast<float>(static_cast<double>(paint) / 255.0);
+}
+
+// Operation 0 picks points on the area shrunk to the block's pixel size; operation 1 is the
+// constant measure of the paint.
+void BlockFuncArea::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    if (operId == 1)
+    {
+        compiler.registerOpOutput(CI_OutputSquare, 0);
+        ExportBin::OperationScope operation(compiler, Ps::OF_FuncDistribFloat);
+        ExportBin::writeValue(operation.saver(), "value", getExportSquare());
+        return;
+    }
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(CI_OutputPosition, 0);
+    const Area& area = area_.get();
+    // The chains hold only blocks with an area set.
+    DEBUG_ASSERT(area.isValid());
+    Area optimized;
+    area.optimize(optimized, std::max(optPixelSize_.get(), 1u));
+    const uint32_t limit = std::numeric_limits<uint16_t>::max();
+    DEBUG_ASSERT(area.getWidth() <= limit && area.getHeight() <= limit);
+    DEBUG_ASSERT(optimized.getWidth() <= limit && optimized.getHeight() <= limit);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncArea);
+    Sl::Saver& saver = operation.saver();
+    compiler.writeInput(*this, "input", CI_Input);
+    saver.write("x", area.getX());
+    saver.write("y", area.getY());
+    saver.write("width", static_cast<uint16_t>(area.getWidth()));
+    saver.write("height", static_cast<uint16_t>(area.getHeight()));
+    saver.write("opt_width", static_cast<uint16_t>(optimized.getWidth()));
+    saver.write("opt_height", static_cast<uint16_t>(optimized.getHeight()));
+    const std::vector<uint8_t>& weights = optimized.getImage();
+    saver.writeBinary("v", weights.data(), static_cast<uint32_t>(weights.size()));
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_axis_from_rotation.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -33,6 +35,15 @@ void BlockFuncAxisFromRotation::loadImpl(Sl::RevisionLoader& loader)
 {
     BlockFunc::loadImpl(loader);
     Sl::ScopedLoaderGroup group(loader, 0);
+}
+
+// Outputs 0, 1 and 2 of the operation are the axes X, Y and Z.
+void BlockFuncAxisFromRotation::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    for (uint8_t axis = 0; axis < 3; ++axis)
+        compiler.registerOpOutput(axis + 1u, axis);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncAxisFromRotation);
+    compiler.writeInput(*this, "rotation", 0);
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_conv2to3.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -43,6 +45,14 @@ void BlockFuncConv2to3::loadImpl(Sl::RevisionLoader& loader)
     BlockFunc::loadImpl(loader);
     Sl::ScopedLoaderGroup group(loader, 0);
     z_.load(loader);
+}
+
+void BlockFuncConv2to3::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(2, 0);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncConv2to3);
+    compiler.writeInput(*this, "input", 0);
+    compiler.writeInput(*this, "z", z_, 1);
 }
 
 }  // namespace Plm

@@ -1,7 +1,10 @@
 #include "particle_layout_model/plm_block_func_curves.h"
 
+#include "plot/plot_cache.h"
 #include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_write_read_std.h"
+
+#include "plm_export_block_writers.h"
 
 namespace Plm
 {
@@ -130,6 +133,47 @@ void BlockFuncCurves::loadImpl(Sl::RevisionLoader& loader)
         byte = value;
     }
     curveEdSaveData_ = std::move(data);
+}
+
+namespace
+{
+
+// One "curve" of a curve operation: the track sampled as the runtime reads it. The time
+// range is what the samples cover, and each segment ends where the next one starts.
+void writeCurve(Sl::Saver& saver, const Plot& plot)
+{
+    const PlotCache cache(plot, PlotCache::kCurveSubdivision);
+    Sl::ScopedSaverGroup curve("curve", saver);
+    saver.write("time_start", cache.getTimeStart());
+    saver.write("time_end", cache.getTimeEnd());
+    saver.write("left_looped", plot.isLoopedLeft());
+    saver.write("right_looped", plot.isLoopedRight());
+    saver.write("num_segs", static_cast<uint32_t>(cache.getNumSegments()));
+    for (unsigned int i = 0; i < cache.getNumSegments(); ++i)
+    {
+        const PlotCacheSeg& segment = cache.getSegment(i);
+        Sl::ScopedSaverGroup group("seg", saver);
+        saver.write("time_start", segment.start);
+        saver.write("time_end", cache.getSegmentEnd(i));
+        saver.write("num_values", static_cast<uint32_t>(segment.values.size()));
+        for (float value : segment.values)
+            saver.write("val", value);
+    }
+}
+
+}  // namespace
+
+void BlockFuncCurves::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(kOutputConnector, 0);
+    DEBUG_ASSERT(tracks_.size() >= 1 && tracks_.size() <= kMaxTracks);
+    // One track is a float, two a vec2, three a vec3.
+    const auto type = static_cast<EnumConnectorType>(CT_Float + (tracks_.size() - 1));
+    ExportBin::OperationScope operation(compiler,
+                                        ExportBin::typedFactory(Ps::OF_FuncCurvesFloat, type));
+    compiler.writeInput(*this, "input", kInputConnector);
+    for (const auto& track : tracks_)
+        writeCurve(operation.saver(), track->get());
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_direction.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -80,6 +82,17 @@ void BlockFuncDirection<T>::loadImpl(Sl::RevisionLoader& loader)
     from_.load(loader);
     to_.load(loader);
     length_.load(loader);
+}
+
+template <class T>
+void BlockFuncDirection<T>::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(3, 0);
+    ExportBin::OperationScope operation(
+        compiler, ExportBin::typedFactory<T, glm::vec2>(Ps::OF_FuncDirectionVec2));
+    compiler.writeInput(*this, "from", from_, 0);
+    compiler.writeInput(*this, "to", to_, 1);
+    compiler.writeInput(*this, "length", length_, 2);
 }
 
 template class BlockFuncDirection<glm::vec2>;

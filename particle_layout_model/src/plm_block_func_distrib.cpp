@@ -1,5 +1,9 @@
 #include "particle_layout_model/plm_block_func_distrib.h"
 
+#include <algorithm>
+
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -79,6 +83,42 @@ void BlockFuncDistrib<T>::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     for (const auto& value : values_)
         value->load(loader);
+}
+
+// All components constant: the value itself. Otherwise the components are inputs: a float
+// passes its one input on, a vector joins them.
+template <class T>
+void BlockFuncDistrib<T>::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(0, 0);
+    const bool anyExternal = std::any_of(values_.begin(), values_.end(),
+                                         [](const auto& value) { return value->isExternal(); });
+    if (!anyExternal)
+    {
+        ExportBin::OperationScope operation(compiler,
+                                            ExportBin::typedFactory<T>(Ps::OF_FuncDistribFloat));
+        T value;
+        if constexpr (kNumValues == 1)
+            value = values_[0]->get();
+        else
+            for (unsigned int i = 0; i < kNumValues; ++i)
+                value[i] = values_[i]->get();
+        ExportBin::writeValue(operation.saver(), "value", value);
+        return;
+    }
+    if constexpr (kNumValues == 1)
+    {
+        ExportBin::OperationScope operation(compiler, Ps::OF_FuncStoreFloat);
+        compiler.writeInput(*this, "value", *values_[0], 1);
+    }
+    else
+    {
+        static const char* const kNames[] = {"valueX", "valueY", "valueZ"};
+        ExportBin::OperationScope operation(compiler, kNumValues == 2 ? Ps::OF_FuncJoinVec2
+                                                                      : Ps::OF_FuncJoinVec3);
+        for (unsigned int i = 0; i < kNumValues; ++i)
+            compiler.writeInput(*this, kNames[i], *values_[i], i + 1);
+    }
 }
 
 template class BlockFuncDistrib<float>;

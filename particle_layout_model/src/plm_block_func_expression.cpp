@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
+#include "expression/expr_executor.h"
+
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -290,6 +294,27 @@ void BlockFuncExpression::loadImpl(Sl::RevisionLoader& loader)
     }
     outputType_.load(loader);
     outputValid_.load(loader);
+}
+
+// The byte code of the expression over its declared inputs and "dt", which the runtime feeds
+// as the executor's last input itself.
+void BlockFuncExpression::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(kOutputConnector, 0);
+    const OwnedExprParser parser = getParser();
+    // The chains hold only expressions that parse to their output type.
+    DEBUG_ASSERT(parser->isOk());
+    const unsigned char* code = parser->getOutputBuffer();
+    const uint32_t codeSize = parser->getOutputBufferSize();
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncExpression);
+    Sl::Saver& saver = operation.saver();
+    saver.write("expr_data_size", codeSize);
+    saver.writeBinary("expr_data", code, codeSize);
+    saver.write("expr_pool_size",
+                static_cast<uint32_t>(Expr::Executor::computePoolSizeNoObj(code, codeSize)));
+    saver.write("num_inputs", static_cast<uint32_t>(inputs_.size()));
+    for (unsigned int i = 0; i < inputs_.size(); ++i)
+        compiler.writeInput(*this, "input", kFirstInputConnector + i);
 }
 
 }  // namespace Plm

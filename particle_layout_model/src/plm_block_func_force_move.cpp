@@ -2,6 +2,8 @@
 
 #include "revision_saveload/sl_exceptions.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -194,6 +196,28 @@ void BlockFuncForceMove<T>::loadImpl(Sl::RevisionLoader& loader)
     loadItems(loader, numForces_, forces_);
     loadItems(loader, numVelocities_, velocities_);
     drag_.load(loader);
+}
+
+// Outputs: 0 the position, 1 the velocity. The runtime counts each list in a byte.
+template <class T>
+void BlockFuncForceMove<T>::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(CI_OutPosition, 0);
+    compiler.registerOpOutput(CI_OutVelocity, 1);
+    ExportBin::OperationScope operation(
+        compiler, ExportBin::typedFactory<T, glm::vec2>(Ps::OF_FuncForceMoveVec2));
+    Sl::Saver& saver = operation.saver();
+    compiler.writeInput(*this, "in_position", CI_InPosition);
+    compiler.writeInput(*this, "in_velocity", CI_InVelocity);
+    DEBUG_ASSERT(forces_.size() <= kMaxListSize);
+    saver.write("num_forces", static_cast<uint8_t>(forces_.size()));
+    for (unsigned int i = 0; i < forces_.size(); ++i)
+        compiler.writeInput(*this, "force", *forces_[i], CI_Forces + i);
+    DEBUG_ASSERT(velocities_.size() <= kMaxListSize);
+    saver.write("num_velocities", static_cast<uint8_t>(velocities_.size()));
+    for (unsigned int i = 0; i < velocities_.size(); ++i)
+        compiler.writeInput(*this, "velocity", *velocities_[i], CI_Velocities + i);
+    compiler.writeInput(*this, "drag", drag_, CI_Drag);
 }
 
 template class BlockFuncForceMove<glm::vec2>;

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_lerp.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -85,6 +87,16 @@ void BlockFuncLerp<T>::loadImpl(Sl::RevisionLoader& loader)
     from_.load(loader);
     to_.load(loader);
     interp_.load(loader);
+}
+
+template <class T>
+void BlockFuncLerp<T>::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(3, 0);
+    ExportBin::OperationScope operation(compiler, ExportBin::typedFactory<T>(Ps::OF_FuncLerpFloat));
+    compiler.writeInput(*this, "from", from_, 0);
+    compiler.writeInput(*this, "to", to_, 1);
+    compiler.writeInput(*this, "interp", interp_, 2);
 }
 
 template class BlockFuncLerp<float>;

@@ -2,6 +2,8 @@
 
 #include "revision_saveload/sl_exceptions.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -116,6 +118,27 @@ void BlockFuncMove::loadImpl(Sl::RevisionLoader& loader)
                          speed->load(loader);
                          speed_ = std::move(speed);
                      });
+}
+
+void BlockFuncMove::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(2, 0);
+    const EnumConnectorType type = getType();
+    ExportBin::OperationScope operation(compiler,
+                                        ExportBin::typedFactory(Ps::OF_FuncMoveFloat, type));
+    compiler.writeInput(*this, "input", 0);
+    switch (type)
+    {
+    case CT_Float:
+        compiler.writeInput(*this, "speed", speedProp<float>(), 1);
+        break;
+    case CT_Vec2:
+        compiler.writeInput(*this, "speed", speedProp<glm::vec2>(), 1);
+        break;
+    default:
+        compiler.writeInput(*this, "speed", speedProp<glm::vec3>(), 1);
+        break;
+    }
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_noise.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -86,6 +88,21 @@ void BlockFuncNoise::loadImpl(Sl::RevisionLoader& loader)
     else
         animation_.reset(glm::vec3(0.0f));
     additive_.load(loader);
+}
+
+void BlockFuncNoise::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(1, 0);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncNoise3);
+    Sl::Saver& saver = operation.saver();
+    compiler.writeInput(*this, "input", 0);
+    compiler.writeInput(*this, "smoothness", smoothness_, 2);
+    saver.write("type", static_cast<uint8_t>(type_.get()));
+    compiler.writeInput(*this, "range_scale", outputScale_, 3);
+    ExportBin::writeValue(saver, "range_low", outputLow_.get());
+    ExportBin::writeValue(saver, "range_high", outputHigh_.get());
+    ExportBin::writeValue(saver, "animation", animation_.get());
+    saver.write("additive", additive_.get());
 }
 
 }  // namespace Plm

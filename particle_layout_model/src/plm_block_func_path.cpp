@@ -1,5 +1,9 @@
 #include "particle_layout_model/plm_block_func_path.h"
 
+#include <algorithm>
+
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -61,6 +65,44 @@ void BlockFuncPath::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     path_.load(loader);
     subdiv_.load(loader);
+}
+
+// The path resampled evenly by length, as the runtime walks it.
+PathCache<glm::vec2> BlockFuncPath::getExportCache() const
+{
+    // A subdivision of 0 has no steps; the editor keeps it at 1 or more.
+    return PathCache<glm::vec2>(path_.get(), std::max(subdiv_.get(), 1u));
+}
+
+// Operation 0 walks the path (outputs: the position, the direction); operation 1 is the
+// constant length, for a block read only through that output.
+void BlockFuncPath::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    const PathCache<glm::vec2> cache = getExportCache();
+    if (operId == 1)
+    {
+        compiler.registerOpOutput(kLengthConnector, 0);
+        ExportBin::OperationScope operation(compiler, Ps::OF_FuncDistribFloat);
+        ExportBin::writeValue(operation.saver(), "value", cache.getLength());
+        return;
+    }
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(kPositionConnector, 0);
+    compiler.registerOpOutput(kDirectionConnector, 1);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncPathVec2);
+    Sl::Saver& saver = operation.saver();
+    compiler.writeInput(*this, "input", kInputConnector);
+    saver.write("num_seg", static_cast<uint32_t>(cache.getNumSegments()));
+    for (unsigned int i = 0; i < cache.getNumSegments(); ++i)
+    {
+        const PathCacheSeg<glm::vec2>& segment = cache.getSegment(i);
+        saver.write("seg_norm_start", segment.normStart);
+        saver.write("seg_norm_end", segment.normEnd);
+        saver.write("num_values", static_cast<uint32_t>(segment.points.size()));
+        for (const glm::vec2& point : segment.points)
+            ExportBin::writeValue(saver, "value", point);
+    }
+    saver.write("length", cache.getLength());
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_random.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -46,6 +48,14 @@ void BlockFuncRandom::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     start_.load(loader);
     end_.load(loader);
+}
+
+void BlockFuncRandom::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(2, 0);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncRandom);
+    compiler.writeInput(*this, "start", start_, 0);
+    compiler.writeInput(*this, "end", end_, 1);
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_random_vec.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -60,6 +62,14 @@ void BlockFuncRandomVec::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     type_.load(loader);
     radius_.load(loader);
+}
+
+void BlockFuncRandomVec::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(1, 0);
+    ExportBin::OperationScope operation(compiler, type_.get() == VT_Vec2 ? Ps::OF_FuncRandomVec2
+                                                                         : Ps::OF_FuncRandomVec3);
+    compiler.writeInput(*this, "radius", radius_, 0);
 }
 
 }  // namespace Plm

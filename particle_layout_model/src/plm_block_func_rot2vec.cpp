@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_rot2vec.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -48,6 +50,14 @@ void BlockFuncRot2Vec::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     angle_.load(loader);
     length_.load(loader);
+}
+
+void BlockFuncRot2Vec::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(2, 0);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncRot2Vec);
+    compiler.writeInput(*this, "angle", angle_, 0);
+    compiler.writeInput(*this, "length", length_, 1);
 }
 
 }  // namespace Plm

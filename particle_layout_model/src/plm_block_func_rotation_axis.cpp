@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_rotation_axis.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -52,6 +54,14 @@ void BlockFuncRotationAxis::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     axis_.load(loader);
     angle_.load(loader);
+}
+
+void BlockFuncRotationAxis::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(2, 0);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncRotationAxis);
+    compiler.writeInput(*this, "axis", axis_, 0);
+    compiler.writeInput(*this, "angle", angle_, 1);
 }
 
 }  // namespace Plm

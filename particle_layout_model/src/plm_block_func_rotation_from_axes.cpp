@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_rotation_from_axes.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -59,6 +61,15 @@ void BlockFuncRotationFromAxes::loadImpl(Sl::RevisionLoader& loader)
     type_.load(loader);
     firstAxis_.load(loader);
     secondAxis_.load(loader);
+}
+
+void BlockFuncRotationFromAxes::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(2, 0);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncRotationFromAxes);
+    operation.saver().write("type", static_cast<uint8_t>(type_.get()));
+    compiler.writeInput(*this, "firstAxis", firstAxis_, 0);
+    compiler.writeInput(*this, "secondAxis", secondAxis_, 1);
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_split_vec.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -36,6 +38,17 @@ template <class T>
 std::unique_ptr<Block> BlockFuncSplitVec<T>::copyImpl() const
 {
     return std::unique_ptr<Block>(new BlockFuncSplitVec(*this));
+}
+
+// Output i of the operation is component i, on connector i + 1.
+template <class T>
+void BlockFuncSplitVec<T>::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    for (uint8_t component = 0; component < kNumComponents; ++component)
+        compiler.registerOpOutput(component + 1u, component);
+    ExportBin::OperationScope operation(
+        compiler, ExportBin::typedFactory<T, glm::vec2>(Ps::OF_FuncSplitVec2));
+    compiler.writeInput(*this, "input", 0);
 }
 
 template class BlockFuncSplitVec<glm::vec2>;

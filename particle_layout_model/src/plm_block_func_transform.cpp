@@ -1,5 +1,10 @@
 #include "particle_layout_model/plm_block_func_transform.h"
 
+#include <cmath>
+#include <glm/trigonometric.hpp>
+
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -61,6 +66,37 @@ void BlockFuncTransform::loadImpl(Sl::RevisionLoader& loader)
     rotation_.load(loader);
     scale_.load(loader);
     loader.read(inverted_);
+}
+
+// The affine map as the runtime's matrix of columns: x' = m[0].x x + m[1].x y + m[2].x.
+// Forward it scales, then turns by the rotation (degrees), then moves by the position; the
+// inverted block undoes these in the reverse order. A zero scale has no inverse, and then
+// every point goes to the origin rather than to infinity.
+glm::mat3 BlockFuncTransform::getExportMatrix() const
+{
+    const float angle = glm::radians(rotation_.get());
+    const float c = std::cos(angle);
+    const float s = std::sin(angle);
+    const float scale = scale_.get();
+    const glm::vec2& position = position_.get();
+    if (!inverted_)
+        return glm::mat3(glm::vec3(scale * c, scale * s, 0.0f),
+                         glm::vec3(-scale * s, scale * c, 0.0f),
+                         glm::vec3(position.x, position.y, 1.0f));
+    const float k = scale != 0.0f ? 1.0f / scale : 0.0f;
+    // p = R(-angle) (p' - position) / scale.
+    const glm::vec2 shift(-(c * position.x + s * position.y) * k,
+                          -(-s * position.x + c * position.y) * k);
+    return glm::mat3(glm::vec3(k * c, -k * s, 0.0f), glm::vec3(k * s, k * c, 0.0f),
+                     glm::vec3(shift.x, shift.y, 1.0f));
+}
+
+void BlockFuncTransform::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(1, 0);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncTransform);
+    compiler.writeInput(*this, "input", 0);
+    ExportBin::writeValue(operation.saver(), "transform", getExportMatrix());
 }
 
 }  // namespace Plm

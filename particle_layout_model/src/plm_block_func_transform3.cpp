@@ -4,6 +4,8 @@
 
 #include "revision_saveload/sl_exceptions.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -210,6 +212,67 @@ void BlockFuncTransform3::loadImpl(Sl::RevisionLoader& loader)
             operation->rotation_.load(loader);
         }
         operations_.push_back(std::move(operation));
+    }
+}
+
+// The frame runs through the operations: a shift moves the position along the current
+// rotation (FuncTransfer3), a rotation turns the current rotation (FuncRotate3). Each reads the
+// latest operation of the other kind before it, or the start. The last shift delivers the
+// result position, the last rotation the result rotation; with no operation of a kind,
+// operation 0 or 1 passes the start value on (FuncStore).
+void BlockFuncTransform3::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    if (operId == 0)
+    {
+        compiler.registerOpOutput(CI_ResultPosition, 0);
+        ExportBin::OperationScope operation(compiler, Ps::OF_FuncStoreVec3);
+        compiler.writeInput(*this, "value", startPosition_, CI_StartPosition);
+        return;
+    }
+    if (operId == 1)
+    {
+        compiler.registerOpOutput(CI_ResultRotation, 0);
+        ExportBin::OperationScope operation(compiler, Ps::OF_FuncStoreQuat);
+        compiler.writeInput(*this, "value", startRotation_, CI_StartRotation);
+        return;
+    }
+    DEBUG_ASSERT(operId >= CI_OperationInputsBegin);
+    const unsigned int index = operId - CI_OperationInputsBegin;
+    DEBUG_ASSERT(index < operations_.size());
+
+    boost::optional<unsigned int> shiftBefore, rotationBefore;
+    for (unsigned int i = 0; i < index; ++i)
+        (oper(i).type_.get() == OT_Shift ? shiftBefore : rotationBefore) = i;
+    auto writeRotationBefore = [&](const char* name)
+    {
+        if (rotationBefore)
+            ExportBin::writeOwnOperationExtInput(compiler, name, *this,
+                                                 CI_OperationInputsBegin + *rotationBefore, 0);
+        else
+            compiler.writeInput(*this, name, startRotation_, CI_StartRotation);
+    };
+
+    const Operation& operation = oper(index);
+    if (operation.type_.get() == OT_Shift)
+    {
+        if (isLastShiftOperation(index))
+            compiler.registerOpOutput(CI_ResultPosition, 0);
+        ExportBin::OperationScope scope(compiler, Ps::OF_FuncTransfer3);
+        if (shiftBefore)
+            ExportBin::writeOwnOperationExtInput(compiler, "position", *this,
+                                                 CI_OperationInputsBegin + *shiftBefore, 0);
+        else
+            compiler.writeInput(*this, "position", startPosition_, CI_StartPosition);
+        writeRotationBefore("rotation");
+        compiler.writeInput(*this, "shift", operation.shift_, operId);
+    }
+    else
+    {
+        if (isLastRotationOperation(index))
+            compiler.registerOpOutput(CI_ResultRotation, 0);
+        ExportBin::OperationScope scope(compiler, Ps::OF_FuncRotate3);
+        writeRotationBefore("input");
+        compiler.writeInput(*this, "rotation", operation.rotation_, operId);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_func_vec2rot.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -43,6 +45,13 @@ void BlockFuncVec2Rot::loadImpl(Sl::RevisionLoader& loader)
     BlockFunc::loadImpl(loader);
     Sl::ScopedLoaderGroup group(loader, 0);
     input_.load(loader);
+}
+
+void BlockFuncVec2Rot::doExport(EmitterExportCompilerBin& compiler, unsigned int) const
+{
+    compiler.registerOpOutput(1, 0);
+    ExportBin::OperationScope operation(compiler, Ps::OF_FuncVec2Rot);
+    compiler.writeInput(*this, "input", input_, 0);
 }
 
 }  // namespace Plm

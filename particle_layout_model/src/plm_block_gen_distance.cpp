@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_gen_distance.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -54,6 +56,18 @@ void BlockGenDistance::loadImpl(Sl::RevisionLoader& loader)
     distance_.load(loader);
     startPhase_.load(loader);
     burst_.load(loader);
+}
+
+void BlockGenDistance::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(1, 0);  // burst position
+    compiler.registerOpOutput(2, 1);  // burst size
+    const ExportBin::OperationScope operation(compiler, Ps::OF_GeneratorDistance);
+    Sl::Saver& saver = operation.saver();
+    compiler.writeInput(*this, "distance", distance_, 0);
+    saver.write("start_phase", getStartPhase());
+    saver.write("burst", static_cast<uint32_t>(getBurst()));
 }
 
 }  // namespace Plm

@@ -1,5 +1,9 @@
 #include "particle_layout_model/plm_block_gen_periodic.h"
 
+#include "revision_saveload/sl_write_read.h"
+
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -93,6 +97,26 @@ void BlockGenPeriodic::loadImpl(Sl::RevisionLoader& loader)
     rate_.load(loader);
     startPhase_.load(loader);
     burst_.load(loader);
+}
+
+void BlockGenPeriodic::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(1, 0);  // burst position
+    compiler.registerOpOutput(2, 1);  // burst size
+    const ExportBin::OperationScope operation(compiler, Ps::OF_GeneratorPeriodic);
+    Sl::Saver& saver = operation.saver();
+    // A limit that isn't enabled is absent: the runtime then runs without it.
+    const boost::optional<float> fixedTime =
+        getFixedTimeEnabled() ? boost::make_optional(getFixedTime()) : boost::none;
+    const boost::optional<uint32_t> fixedShots =
+        getFixedShotsEnabled() ? boost::make_optional(static_cast<uint32_t>(getFixedShots()))
+                               : boost::none;
+    Sl::write("fixed_time", saver, fixedTime);
+    Sl::write("fixed_shots", saver, fixedShots);
+    compiler.writeInput(*this, "rate", rate_, 0);
+    saver.write("start_phase", getStartPhase());
+    saver.write("burst", static_cast<uint32_t>(getBurst()));
 }
 
 }  // namespace Plm

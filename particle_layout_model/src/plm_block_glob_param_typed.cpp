@@ -2,6 +2,8 @@
 
 #include "particle_layout_model/plm_emitter.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -90,6 +92,18 @@ void BlockGlobParamTyped<T>::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     name_.load(loader);
     value_.load(loader);
+}
+
+template <class T>
+void BlockGlobParamTyped<T>::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(0, 0);
+    const ExportBin::OperationScope operation(compiler,
+                                              ExportBin::typedFactory<T>(Ps::OF_GlobParamFloat));
+    Sl::Saver& saver = operation.saver();
+    // The value until an emitter that attaches this one feeds it.
+    ExportBin::writeValue(saver, "default_value", getValue());
 }
 
 template class BlockGlobParamTyped<float>;

@@ -3,6 +3,8 @@
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_system.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -106,6 +108,49 @@ void BlockParamEmitter::loadImpl(Sl::RevisionLoader& loader)
     emitterId_.load(loader);
     onTerminate_.load(loader);
     drawOrder_.load(loader);
+}
+
+void BlockParamEmitter::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    // Only attached emitters that the effect compiles start chains of this block.
+    const boost::optional<unsigned int> connIndex = compiler.getConnectedEmitterIndex(*this);
+    DEBUG_ASSERT(connIndex);
+    Sl::Saver& saver = compiler.getSaver();
+    if (operId < 100)
+    {
+        DEBUG_ASSERT(operId == 0 || operId == 1);
+        const Ps::EnumOperationFactories factory =
+            operId == 0 ? Ps::OF_ParameterEmitterIniter : Ps::OF_ParameterEmitter;
+        const ExportBin::OperationScope operation(saver, factory);
+        saver.write("conn_emitter_index", static_cast<uint32_t>(*connIndex));
+        saver.write("on_term", isOnTerminate());
+        return;
+    }
+
+    // Input i goes to the global parameter that the connector was made for, in the attached
+    // emitter's compiled operations.
+    const BlockConnectorDesc& connector = getConnectorDesc(operId - 100);
+    DEBUG_ASSERT(connector.dir_ == CD_Input);
+    const Emitter* attached = attachedEmitter();
+    DEBUG_ASSERT(attached);
+    const BlockGlobParam* param = nullptr;
+    for (const BlockGlobParam& candidate : attached->globParamBlocks())
+        if (connectorIndexOf(candidate) == connector.index_)
+            param = &candidate;
+    DEBUG_ASSERT(param && param->getConnectorType() == connector.type_);
+    const SystemExportCompilerBin& system = compiler.getSystemExporterBin();
+    const boost::optional<unsigned int> emitterIndex = system.getEmitterIndex(*attached);
+    DEBUG_ASSERT(emitterIndex && *emitterIndex < 256);
+    const boost::optional<unsigned int> paramOpIndex =
+        system.getValidEmitterExporterBin(*emitterIndex).getBlockOpIndex(*param, 0);
+    DEBUG_ASSERT(paramOpIndex && *connIndex < 256);
+
+    const ExportBin::OperationScope operation(
+        saver, ExportBin::typedFactory(Ps::OF_ParameterEmitterParamFloat, connector.type_));
+    compiler.writeInput(*this, "input", connector.index_);
+    saver.write("glob_param_emitter_index", static_cast<uint8_t>(*emitterIndex));
+    saver.write("glob_param_op_index", static_cast<uint8_t>(*paramOpIndex));
+    saver.write("conn_emitter_index", static_cast<uint8_t>(*connIndex));
 }
 
 }  // namespace Plm

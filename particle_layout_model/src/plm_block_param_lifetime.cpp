@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_param_lifetime.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -19,6 +21,14 @@ void BlockParamLifetime::updateConnectors()
 std::unique_ptr<Block> BlockParamLifetime::copyImpl() const
 {
     return std::unique_ptr<Block>(new BlockParamLifetime(*this));
+}
+
+void BlockParamLifetime::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(0, 0);
+    // The age lives in the particle data: nothing to store.
+    const ExportBin::OperationScope operation(compiler, Ps::OF_ParameterLifetime);
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_param_position.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -45,6 +47,16 @@ void BlockParamPosition::loadImpl(Sl::RevisionLoader& loader)
     }
     Sl::ScopedLoaderGroup group(loader, 1);
     applyRot_.load(loader);
+}
+
+void BlockParamPosition::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(1, 0);
+    const ExportBin::OperationScope operation(compiler, Ps::OF_ParameterPositionIniter);
+    Sl::Saver& saver = operation.saver();
+    saver.write("apply_rotation", getApplyEmitterRotation());
+    compiler.writeInput(*this, "init", valueProp(), 0);
 }
 
 }  // namespace Plm

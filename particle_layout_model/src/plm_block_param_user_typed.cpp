@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_param_user_typed.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -85,6 +87,16 @@ void BlockParamUserTyped<T>::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, kTypedGroupVersion);
     init_.load(loader);
     typedGroupVersion_ = group.version();
+}
+
+template <class T>
+void BlockParamUserTyped<T>::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(1, 0);
+    const ExportBin::OperationScope operation(compiler,
+                                              ExportBin::typedFactory<T>(Ps::OF_ParameterFloat));
+    compiler.writeInput(*this, "input", init_, 0);
 }
 
 template class BlockParamUserTyped<float>;

@@ -4,6 +4,8 @@
 #include "particle_layout_model/plm_emitter.h"
 #include "revision_saveload/sl_write_read.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -78,6 +80,21 @@ void BlockParamUserUpdater::loadImpl(Sl::RevisionLoader& loader)
     Sl::read(loader, paramId);
     type_ = static_cast<EnumConnectorType>(type);
     paramId_ = paramId;
+}
+
+void BlockParamUserUpdater::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    // The parameter's own operation is in the list, since every parameter is active in the
+    // update chain.
+    const boost::optional<unsigned int> parameterIndex =
+        compiler.getBlockOpIndex(getParentBlock(), 0);
+    DEBUG_ASSERT(parameterIndex && *parameterIndex < 256);
+    const ExportBin::OperationScope operation(
+        compiler, ExportBin::typedFactory(Ps::OF_ParameterUpdaterFloat, type_));
+    Sl::Saver& saver = operation.saver();
+    saver.write("parameter", static_cast<uint8_t>(*parameterIndex));
+    compiler.writeInput(*this, "input", 0);
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_param_velocity.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -46,6 +48,17 @@ void BlockParamVelocity::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     addVel_.load(loader);
     applyRot_.load(loader);
+}
+
+void BlockParamVelocity::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    compiler.registerOpOutput(1, 0);
+    const ExportBin::OperationScope operation(compiler, Ps::OF_ParameterVelocityIniter);
+    Sl::Saver& saver = operation.saver();
+    compiler.writeInput(*this, "init", valueProp(), 0);
+    saver.write("add_emitter_velocity", getAddEmitterVelocity());
+    saver.write("apply_rotation", getApplyEmitterRotation());
 }
 
 }  // namespace Plm

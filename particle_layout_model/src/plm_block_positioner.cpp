@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_positioner.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -41,6 +43,13 @@ void BlockPositioner::loadImpl(Sl::RevisionLoader& loader)
 {
     Sl::ScopedLoaderGroup group(loader, 0);
     position_.load(loader);
+}
+
+void BlockPositioner::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    const ExportBin::OperationScope operation(compiler, Ps::OF_ParameterPositionUpdater);
+    compiler.writeInput(*this, "position", position_, 0);
 }
 
 }  // namespace Plm

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_block_term_less.h"
 
+#include "plm_export_block_writers.h"
+
 namespace Plm
 {
 
@@ -46,6 +48,14 @@ void BlockTermLess::loadImpl(Sl::RevisionLoader& loader)
     Sl::ScopedLoaderGroup group(loader, 0);
     lesser_.load(loader);
     greater_.load(loader);
+}
+
+void BlockTermLess::doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const
+{
+    DEBUG_ASSERT(operId == 0);
+    const ExportBin::OperationScope operation(compiler, Ps::OF_TerminatorLess);
+    compiler.writeInput(*this, "lesser", lesser_, 0);
+    compiler.writeInput(*this, "greater", greater_, 1);
 }
 
 }  // namespace Plm

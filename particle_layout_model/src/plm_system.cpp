@@ -5,6 +5,14 @@
 namespace Plm
 {
 
+System::System()
+    : fps_(*this, false, 30.0f),
+      seedType_(*this, false, Ps::SST_Random),
+      fixedSeed_(*this, false, 0u),
+      presimTime_(*this, false, 0.0f)
+{
+}
+
 Emitter& System::addEmitter(std::unique_ptr<Emitter> emitter)
 {
     DEBUG_ASSERT(emitter);

@@ -190,7 +190,7 @@ System* SystemFactory::createFromLoader(Sl::Loader& loader, Allocator& allocator
     {
         Sl::ScopedLoaderGroup group(loader, 0);
         const uint8 seedType = readU8(loader);
-        if (seedType == 0)
+        if (seedType == SST_Fixed)
             seed = readU32(loader);
     }
     const float presimTime = readF32(loader);

@@ -10,6 +10,7 @@
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_emitter_guide.h"
 #include "particle_layout_model/plm_emitter_stream.h"
+#include "particle_layout_model/plm_export_compiler_bin.h"
 #include "particle_layout_model/plm_guide_appearance.h"
 #include "particle_layout_model/plm_guide_custom_values.h"
 #include "particle_layout_model/plm_guide_generation.h"
@@ -25,8 +26,8 @@ namespace
 {
 
 const char* const help =
-    "scintari emitter new [--name <name>] [--save <file>]\n"
-    "scintari emitter show <file>\n"
+    "scintari emitter new [--name <name>] [--save <file>] [--compile <file>]\n"
+    "scintari emitter show <file> [--compile <file>]\n"
     "\n"
     "  new: makes an emitter as the editor makes it (named \"DefaultEmitter\" unless\n"
     "  --name says otherwise), its first blocks built and linked by its guide, and\n"
@@ -57,6 +58,14 @@ const char* const help =
     "\n"
     "  --save <file> also writes the emitter, its blocks and its guide as the model\n"
     "  writes them in line: type tags on, little endian, group sizes packed.\n"
+    "  --compile <file> also writes the compiled effect of an effect that holds just this\n"
+    "  emitter, as the runtime reads it (`scintari run <file>` plays it). What keeps the\n"
+    "  emitter from compiling is printed on standard error, one line each, and makes the\n"
+    "  exit code 1 (the effect is then written without the emitter):\n"
+    "    error: block <factory name> <id>\n"
+    "    error: link <output block id> <connector> -> <input block id> <connector>\n"
+    "    error: connector <block id> <connector>     an input without a link\n"
+    "    error: emitter <name> has no generator or no positioner\n"
     "\n"
     "  A file that isn't an emitter (damaged, cut short, a block of an unknown kind,\n"
     "  links to blocks that aren't there) prints a message on standard error (exit code\n"
@@ -64,9 +73,10 @@ const char* const help =
 
 int usage(const std::string& why)
 {
-    std::cerr << "scintari emitter: " << why
-              << "\nusage: scintari emitter new [--name <name>] [--save <file>]\n"
-                 "       scintari emitter show <file>\n";
+    std::cerr
+        << "scintari emitter: " << why
+        << "\nusage: scintari emitter new [--name <name>] [--save <file>] [--compile <file>]\n"
+           "       scintari emitter show <file> [--compile <file>]\n";
     return 1;
 }
 
@@ -165,9 +175,8 @@ void printEmitter(const Plm::Emitter& emitter)
     }
 }
 
-int save(const Plm::Emitter& emitter, const std::string& path)
+int writeFile(const std::string& path, const std::vector<uint8_t>& bytes)
 {
-    const std::vector<uint8_t> bytes = Plm::saveEmitterPlain(emitter);
     std::ofstream out(path, std::ios::binary);
     out.write(reinterpret_cast<const char*>(bytes.data()),
               static_cast<std::streamsize>(bytes.size()));
@@ -179,7 +188,45 @@ int save(const Plm::Emitter& emitter, const std::string& path)
     return 0;
 }
 
-int show(const std::string& path)
+// The compiled effect of an effect of this emitter alone; 1 if the emitter doesn't compile.
+int compile(const Plm::System& system, const Plm::Emitter& emitter, const std::string& path)
+{
+    const std::shared_ptr<Plm::SystemExportCompilerBin> compiler =
+        Plm::SystemExportCompilerBin::create(system);
+    int result = 0;
+    if (const Plm::EmitterExportCompilerBase* failed =
+            compiler->getErrorEmitterExporter(emitter.getId()))
+    {
+        result = 1;
+        for (const boost::uuids::uuid& id : failed->errorBlocks())
+            std::cerr << "error: block " << emitter.getBlockById(id).getFactoryName().str() << " "
+                      << id << "\n";
+        for (const Plm::BlockLink& link : failed->errorLinks())
+            std::cerr << "error: link " << link.output_.blockId << " " << link.output_.desc_.index_
+                      << " -> " << link.input_.blockId << " " << link.input_.desc_.index_ << "\n";
+        for (const Plm::BlockConnector& connector : failed->errorConnectors())
+            std::cerr << "error: connector " << connector.blockId << " " << connector.desc_.index_
+                      << "\n";
+        if (failed->hasUnknownError())
+            std::cerr << "error: emitter " << emitter.getName()
+                      << " has no generator or no positioner\n";
+    }
+    std::vector<uint8_t> bytes;
+    try
+    {
+        bytes = compiler->exportBytes();
+    }
+    catch (const std::exception& e)
+    {
+        // A limit of the compiled format (255 operations...).
+        std::cerr << "scintari emitter: can't compile: " << e.what() << "\n";
+        return 1;
+    }
+    const int written = writeFile(path, bytes);
+    return written ? written : result;
+}
+
+int show(const std::string& path, const std::string& compilePath)
 {
     std::vector<uint8_t> bytes;
     std::string why;
@@ -201,36 +248,47 @@ int show(const std::string& path)
         return 2;
     }
     printEmitter(*emitter);
-    return 0;
+    if (compilePath.empty())
+        return 0;
+    Plm::Emitter& added = system.addEmitter(std::move(emitter));
+    return compile(system, added, compilePath);
 }
 
 int runEmitter(const std::vector<std::string>& args)
 {
     if (args.empty())
         return usage("new or show?");
-    if (args[0] == "show")
-    {
-        if (args.size() != 2)
-            return usage("show takes one file");
-        return show(args[1]);
-    }
-    if (args[0] != "new")
+    if (args[0] != "new" && args[0] != "show")
         return usage("unknown subcommand: " + args[0]);
+    const bool isNew = args[0] == "new";
     std::string name = "DefaultEmitter";
-    std::string savePath;
+    std::string file, savePath, compilePath;
     for (size_t i = 1; i < args.size(); ++i)
     {
-        if (args[i] == "--save" && i + 1 < args.size())
+        if (args[i] == "--compile" && i + 1 < args.size())
+            compilePath = args[++i];
+        else if (isNew && args[i] == "--save" && i + 1 < args.size())
             savePath = args[++i];
-        else if (args[i] == "--name" && i + 1 < args.size())
+        else if (isNew && args[i] == "--name" && i + 1 < args.size())
             name = args[++i];
+        else if (!isNew && file.empty())
+            file = args[i];
         else
             return usage("unexpected argument: " + args[i]);
+    }
+    if (!isNew)
+    {
+        if (file.empty())
+            return usage("show takes one file");
+        return show(file, compilePath);
     }
     Plm::System system;
     Plm::Emitter& emitter = system.addEmitter(Plm::Emitter::create(name));
     printEmitter(emitter);
-    return savePath.empty() ? 0 : save(emitter, savePath);
+    if (!savePath.empty())
+        if (const int result = writeFile(savePath, Plm::saveEmitterPlain(emitter)))
+            return result;
+    return compilePath.empty() ? 0 : compile(system, emitter, compilePath);
 }
 
 const Scintari::CommandRegistration registration(Scintari::Command{

@@ -29,6 +29,7 @@ class BlockParamUserUpdater;
 class BlockParamEmitter;
 class BlockParamUser;
 class Emitter;
+class EmitterExportCompilerBin;
 class ProjectResource;
 class ProjectResourceBlock;
 class System;
@@ -151,6 +152,11 @@ public:
 
     // Change.
     void upgradeRevision(bool affectsExport);
+
+    // Writes operation `operId` of the block into the compiled emitter: the "factory" code of
+    // the runtime's operation, then its group of fields. Every kind that the chains can hold
+    // writes its own; reaching this is a broken invariant.
+    virtual void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const;
 
     void save(Sl::RevisionSaver& saver) const;
     void load(Sl::RevisionLoader& loader);

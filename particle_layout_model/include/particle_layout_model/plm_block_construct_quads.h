@@ -62,6 +62,8 @@ public:
     PropBaseTyped<unsigned int>& texOpGridColsProp() { return texOpGridCols_; }
     PropBaseTyped<unsigned int>& texOpGridRowsProp() { return texOpGridRows_; }
 
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

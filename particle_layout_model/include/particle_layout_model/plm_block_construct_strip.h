@@ -38,6 +38,8 @@ public:
     PLM_PROP_ACCESSORS(TexRepeatDist, float, texRep_)
     PLM_EXTERNAL_ACCESSORS(TexRepeatDist, texRep_)
 
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

@@ -32,12 +32,16 @@ public:
     PLM_PROP_ACCESSORS(Area, Area, area_)
     const PropBaseTyped<Area>& areaProp() const { return area_; }
     PLM_PROP_ACCESSORS(OptPixelSize, unsigned int, optPixelSize_)
+    // The measure of the paint in square units of the plane: a cell is one unit, and full
+    // paint counts the whole cell. The constant of the square output.
+    float getExportSquare() const;
 
     // The painted area editor's own view state: the block only keeps it.
     const std::vector<uint8_t>& getAreaEdSaveData() const { return edData_; }
     void setAreaEdSaveData(const std::vector<uint8_t>& data);
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncArea();

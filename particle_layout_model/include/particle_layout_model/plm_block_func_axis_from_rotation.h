@@ -15,6 +15,7 @@ public:
     static std::unique_ptr<BlockFuncAxisFromRotation> create();
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncAxisFromRotation() = default;

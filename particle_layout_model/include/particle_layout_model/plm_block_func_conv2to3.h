@@ -18,6 +18,7 @@ public:
     PLM_EXTERNAL_ACCESSORS(Z, z_)
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncConv2to3();

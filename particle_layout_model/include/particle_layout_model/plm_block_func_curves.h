@@ -46,6 +46,7 @@ public:
     void setCurveEdSaveData(const std::vector<unsigned char>& data);
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncCurves();

@@ -33,6 +33,7 @@ public:
     PropBaseTyped<float>& valueProp(unsigned int index) { return value(index); }
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncDistrib();

@@ -90,6 +90,7 @@ public:
     bool isValid() const;
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncExpression();

@@ -72,6 +72,7 @@ public:
     PropBaseTyped<float>& dragProp() { return drag_; }
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncForceMove();

@@ -24,6 +24,7 @@ public:
     PLM_EXTERNAL_ACCESSORS(Interp, interp_)
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncLerp();

@@ -41,6 +41,7 @@ public:
     }
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     explicit BlockFuncMove(EnumConnectorType type);

@@ -33,6 +33,7 @@ public:
     bool isAnimationOverridden() const { return animation_.isOverridden(); }
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncNoise();

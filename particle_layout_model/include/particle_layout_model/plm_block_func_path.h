@@ -7,6 +7,7 @@
 #include "particle_layout_model/plm_block_func.h"
 #include "particle_layout_model/plm_block_kind.h"
 #include "plot/path.h"
+#include "plot/path_cache.h"
 
 namespace Plm
 {
@@ -29,8 +30,11 @@ public:
     const PropBaseTyped<Path<glm::vec2>>& pathProp() const { return path_; }
     // Steps of a Bezier segment when the path is flattened for export.
     PLM_PROP_ACCESSORS(BezierSubdivision, unsigned int, subdiv_)
+    // The path as the compiled effect holds it: resampled evenly by length.
+    PathCache<glm::vec2> getExportCache() const;
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncPath();

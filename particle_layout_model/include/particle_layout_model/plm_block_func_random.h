@@ -24,6 +24,7 @@ public:
     PropBaseTyped<float>& endProp() { return end_; }
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncRandom();

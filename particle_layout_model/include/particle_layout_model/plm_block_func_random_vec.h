@@ -41,6 +41,7 @@ public:
     PropBaseTyped<float>& radiusProp() { return radius_; }
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     explicit BlockFuncRandomVec(EnumVectorTypes type);

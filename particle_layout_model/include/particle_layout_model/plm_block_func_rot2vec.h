@@ -20,6 +20,7 @@ public:
     PLM_EXTERNAL_ACCESSORS(Length, length_)
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncRot2Vec();

@@ -24,6 +24,7 @@ public:
     PropBaseTyped<glm::vec3>& secondAxisProp() { return secondAxis_; }
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncRotationFromAxes();

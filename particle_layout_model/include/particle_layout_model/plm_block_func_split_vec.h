@@ -19,6 +19,7 @@ public:
     static std::unique_ptr<BlockFuncSplitVec> create();
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncSplitVec() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <glm/mat3x3.hpp>
+
 #include "particle_layout_model/plm_block_func.h"
 #include "particle_layout_model/plm_block_kind.h"
 
@@ -19,8 +21,11 @@ public:
     PLM_PROP_ACCESSORS(Scale, float, scale_)
     // Fixed when the block is made: an inverted transform is a kind of its own for the user.
     bool isInverted() const { return inverted_; }
+    // The affine map of points, as a matrix of columns, that the compiled effect applies.
+    glm::mat3 getExportMatrix() const;
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     explicit BlockFuncTransform(bool inverted);

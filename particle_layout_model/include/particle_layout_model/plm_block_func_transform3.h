@@ -94,6 +94,7 @@ public:
     bool hasRotationOperations() const;
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncTransform3();

@@ -18,6 +18,7 @@ public:
     PLM_EXTERNAL_ACCESSORS(Input, input_)
 
     void updateConnectors() override;
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
 protected:
     BlockFuncVec2Rot();

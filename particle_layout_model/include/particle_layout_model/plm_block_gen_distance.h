@@ -20,6 +20,8 @@ public:
     PLM_PROP_ACCESSORS(StartPhase, float, startPhase_)
     PLM_PROP_ACCESSORS(Burst, unsigned int, burst_)
 
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

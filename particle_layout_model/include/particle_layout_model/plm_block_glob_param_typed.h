@@ -27,6 +27,8 @@ public:
     const PropBaseTyped<T>& valueProp() const { return value_; }
     PropBaseTyped<T>& valueProp() { return value_; }
 
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

@@ -56,6 +56,10 @@ public:
     // as a little-endian number.
     static uint32_t connectorIndexOf(const BlockGlobParam& param);
 
+    // operId 0: the initer of the attached emitter, in the init chains; 1: its update; 100 + i:
+    // passes input i to the attached emitter's global parameter.
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     // Rebuilds the inputs alone, as getting an owner or loading does: no change of the block.
     void updateConnectors() override;
 

@@ -13,6 +13,8 @@ class BlockParamLifetime : public BlockParam
 public:
     static std::unique_ptr<BlockParamLifetime> create();
 
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

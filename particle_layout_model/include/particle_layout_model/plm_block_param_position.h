@@ -20,6 +20,9 @@ public:
     }
     const PropBaseTyped<bool>& applyEmitterRotationProp() const { return applyRot_; }
 
+    // The start position, relative to the emitter's position at birth.
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
 protected:
     BlockParamPosition();
     explicit BlockParamPosition(LoadFlag flag);

@@ -23,10 +23,14 @@ public:
     const T& getValue() const { return init_.get(); }
     void setValue(const boost::optional<T>& value) { setPropAndNotify(init_, value); }
     PropBaseTyped<T>& valueProp() { return init_; }
+    const PropBaseTyped<T>& valueProp() const { return init_; }
 
     EnumConnectorType getConnectorType() const override { return ValueTraits<T>::connectorType; }
     bool isValueExternal() const override { return init_.isExternal(); }
     void setValueExternal(bool external) override;
+
+    // The parameter's operation, the same in the init and the update chains.
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
 
     void updateConnectors() override;
 

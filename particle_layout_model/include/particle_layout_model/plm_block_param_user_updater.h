@@ -33,6 +33,9 @@ public:
     // The scheme draws the block in its parameter's colour.
     void notifyParamColorChanged() { notifyPropChanged(false); }
 
+    // Writes the input into the particle data of the parameter's operation.
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

@@ -27,6 +27,8 @@ public:
     }
     const PropBaseTyped<bool>& applyEmitterRotationProp() const { return applyRot_; }
 
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
 protected:
     BlockParamVelocity();
     explicit BlockParamVelocity(LoadFlag flag);

@@ -20,6 +20,9 @@ public:
     PLM_PROP_ACCESSORS(Position, glm::vec3, position_)
     PLM_EXTERNAL_ACCESSORS(Position, position_)
 
+    // Writes the particle's position, in the init and the update chains.
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

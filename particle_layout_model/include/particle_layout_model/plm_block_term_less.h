@@ -19,6 +19,8 @@ public:
     PLM_PROP_ACCESSORS(GreaterValue, float, greater_)
     PLM_EXTERNAL_ACCESSORS(GreaterValue, greater_)
 
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

@@ -21,6 +21,8 @@ public:
     const PropBaseTyped<Path<glm::vec2>>& pathProp() const { return path_; }
     PLM_PROP_ACCESSORS(BezierSubdivision, unsigned short, subdiv_)
 
+    void doExport(EmitterExportCompilerBin& compiler, unsigned int operId) const override;
+
     void updateConnectors() override;
 
 protected:

@@ -13,6 +13,11 @@ namespace Plm
 {
 
 template <>
+struct PropEnumRange<Ps::EnumSystemSeedType>
+{
+    static constexpr uint8_t first = Ps::SST_Fixed, last = Ps::SST_Random;
+};
+template <>
 struct PropEnumRange<Ps::EnumMaterial>
 {
     static constexpr uint8_t first = Ps::MAT_Normal, last = Ps::MAT_Multiply;

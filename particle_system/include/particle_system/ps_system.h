@@ -22,6 +22,13 @@ enum EnumMaterial : uint8
     MAT_Multiply = 2,
 };
 
+// How an instance seeds its random numbers: with the effect's fixed seed, or anew each time.
+enum EnumSystemSeedType : uint8
+{
+    SST_Fixed = 0,
+    SST_Random = 1,
+};
+
 // Where a texture sits in the host's atlas: a coordinate (u, v) becomes a * u + b * v + c.
 struct TextureFrame
 {
