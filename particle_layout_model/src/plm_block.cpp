@@ -6,6 +6,7 @@
 #include "particle_layout_model/plm_block_func.h"
 #include "particle_layout_model/plm_blocks_factory.h"
 #include "particle_layout_model/plm_emitter.h"
+#include "particle_layout_model/plm_system.h"
 #include "revision_saveload/sl_write_read.h"
 
 namespace Plm
@@ -66,10 +67,12 @@ System* Block::getSystem() const
 {
     if (!owner_)
         return nullptr;
-    // A block resource of an effect reaches the effect through its resource once resources
-    // exist; today a block finds its effect through its emitter.
+    // A block in an emitter finds the effect through its emitter, a block resource through
+    // its resource.
     if (Emitter* emitter = owner_->getEmitter())
         return emitter->getSystem();
+    if (SystemResource* resource = owner_->getSystemResource())
+        return resource->getSystem();
     return nullptr;
 }
 

@@ -929,10 +929,8 @@ void Emitter::postLoad()
     // A reflected emitter's guide is filled by synchronisation.
     if (reflSource_ || !guide_)
         return;
-    // The form takes what the graph holds now: a file whose guide names blocks that aren't
-    // there gives invalid sections, never links to missing blocks.
-    // The sections first take what the graph holds, so that the migration's links reach only
-    // what is there.
+    // The form first takes what the graph holds now: a file whose guide names blocks that
+    // aren't there gives invalid sections, and the migration's links reach only what is there.
     asLoadError(
         [this]
         {

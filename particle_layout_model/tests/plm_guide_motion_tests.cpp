@@ -36,6 +36,7 @@ namespace
 
 using namespace Plm;
 using namespace Plm::Eg;
+using Plm::Eg::Generation;
 using Bytes = std::vector<uint8_t>;
 
 struct NewEmitter
@@ -872,7 +873,9 @@ TEST(GuideMotion, ReflectedGuideTakesEveryKind)
         const auto& ours = r.twin->emitterRotationRefs();
         ASSERT_EQ(static_cast<bool>(ours), static_cast<bool>(theirs));
         if (theirs)
+        {
             EXPECT_EQ(ours->refs_, theirs->refs_);
+        }
 
         for (EmitterGuide* twin : {r.twin.get(), &fresh})
         {

@@ -152,7 +152,7 @@ struct Case
     // Shapes the source's guide; the value under test is `find`.
     std::function<void(EmitterGuide&)> change;
     std::function<Value&(const EmitterGuide&)> find;
-    boost::optional<Probe> probe;
+    boost::optional<Probe> probe = boost::none;
 };
 
 std::function<void(EmitterGuide&)> changeAlpha(Type type)
@@ -236,7 +236,9 @@ void expectTwin(const Value& twin, const Value& source, const Emitter& sourceEmi
         EXPECT_EQ(twinGraph.shift() != nullptr, graph->shift() != nullptr);
     }
     if (const auto* area = dynamic_cast<const Eg::Area*>(&source.impl()))
+    {
         EXPECT_TRUE(kind<Eg::Area>(twin).areaRefl().get() == area->areaRefl().get());
+    }
     if (const auto* paths = dynamic_cast<const Eg::PointBetweenPaths*>(&source.impl()))
     {
         const auto& twinPaths = kind<Eg::PointBetweenPaths>(twin);

@@ -258,6 +258,9 @@ public:
     bool hasAnyLevelConnectedEmitter(const Uuid& id) const;
     bool hasAnyLevelReflection(const Uuid& id) const;
     void detachFromRelatedEmitters();
+    // Blocks that take `block` as their internal source, and aren't there only by reflection,
+    // lose the source and keep their values.
+    void separateNonReflectedBlockReflections(const Block& block);
 
     // Files. The effect writes the emitter without its blocks, then all blocks, then the guides.
     void saveWithoutBlocks(Sl::RevisionSaver& saver) const;
@@ -298,7 +301,6 @@ private:
     void updateColorizer();
     void removeBlockSilent(const Uuid& id);
     void removeAllNonReflectedUpdaters(const Uuid& paramId);
-    void separateNonReflectedBlockReflections(const Block& block);
     void eraseOwnLinksIf(const std::function<bool(const BlockLink&)>& pred);
     bool linkSideExists(const BlockConnector& side, EnumConnectorDir dir) const;
     bool hasAnyLevelConnectedEmitter(const Uuid& id, std::vector<Uuid>& visited) const;
