@@ -11,6 +11,7 @@
 #include "particle_layout_model/plm_block_param_emitter.h"
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_system.h"
+#include "plm_export_block_writers.h"
 #include "revision_saveload/sl_saver_bin_flex.h"
 #include "revision_saveload/sl_scoped_group.h"
 #include "revision_saveload/sl_write_read.h"
@@ -20,38 +21,6 @@ namespace Plm
 
 namespace
 {
-
-// The value type codes of the compiled format.
-template <class T>
-struct ValueTypeCode;
-template <>
-struct ValueTypeCode<float>
-{
-    static constexpr uint8_t code = 0;
-};
-template <>
-struct ValueTypeCode<glm::vec2>
-{
-    static constexpr uint8_t code = 1;
-};
-template <>
-struct ValueTypeCode<glm::vec3>
-{
-    static constexpr uint8_t code = 2;
-};
-template <>
-struct ValueTypeCode<glm::quat>
-{
-    static constexpr uint8_t code = 3;
-};
-
-void writeValue(Sl::Saver& saver, float value) { saver.write("value", value); }
-
-template <class T>
-void writeValue(Sl::Saver& saver, const T& value)
-{
-    Sl::write("value", saver, value);
-}
 
 template <class T>
 unsigned int indexOrAppend(std::vector<T>& items, const T& item)
@@ -332,15 +301,15 @@ void EmitterExportCompilerBin::writeInput(const Block& block, const char* name,
 {
     const BlockConnector input = block.getConnectorById(connectorId);
     const Emitter& emitter = getEmitter();
-    boost::optional<BlockLink> link;
+    const BlockLink* link = nullptr;
     for (unsigned int i = 0; i < emitter.getNumLinks() && !link; ++i)
         if (emitter.getLink(i).input_ == input)
-            link = emitter.getLink(i);
+            link = &emitter.getLink(i);
     DEBUG_ASSERT(link);
     // The first operation of the source block that delivers this output; written before the
     // reader, since a chain is a post-order of the graph.
     boost::optional<unsigned int> sourceBlockOpIndex;
-    boost::optional<uint8_t> sourceOpOutputIndex;
+    uint8_t sourceOpOutputIndex = 0;
     for (unsigned int i = 0; i < ops_.size() && !sourceBlockOpIndex; ++i)
     {
         if (ops_[i].op.block->getId() != link->output_.blockId)
@@ -351,11 +320,11 @@ void EmitterExportCompilerBin::writeInput(const Block& block, const char* name,
         sourceBlockOpIndex = i;
         sourceOpOutputIndex = output->second;
     }
-    DEBUG_ASSERT(sourceBlockOpIndex && sourceOpOutputIndex);
+    DEBUG_ASSERT(sourceBlockOpIndex);
     Sl::Saver& saver = getSaver();
     Sl::ScopedSaverGroup group(name, saver);
     saver.write("oper", static_cast<uint8_t>(*sourceBlockOpIndex));
-    saver.write("output", *sourceOpOutputIndex);
+    saver.write("output", sourceOpOutputIndex);
 }
 
 template <class T>
@@ -371,9 +340,9 @@ void EmitterExportCompilerBin::writeInput(const Block& block, const char* name,
         writeInput(block, "input", connectorId);
         return;
     }
-    saver.write("type", ValueTypeCode<T>::code);
+    saver.write("type", static_cast<uint8_t>(Ps::ValueTypeOf<T>::value));
     Sl::ScopedSaverGroup value(nullptr, saver);
-    writeValue(saver, prop.get());
+    ExportBin::writeValue(saver, "value", prop.get());
 }
 
 template void EmitterExportCompilerBin::writeInput(const Block&, const char*,
