@@ -493,7 +493,7 @@ void RotationControlled::syncAxis(const Base* source)
     // The axis is a Point or a RotationAxisRandom; a Point's twin takes this side's builder.
     if (!source)
         axis_.reset();
-    else if (!axis_ || typeid(*axis_) != typeid(*source))
+    else if (!axis_ || !isSameClass(*axis_, *source))
     {
         if (dynamic_cast<const Point*>(source))
             axis_ = std::make_unique<Point>(guide(), createFixedAxisBuilder(guide()),

@@ -90,7 +90,7 @@ std::unique_ptr<BlockParamUser> createParamBlock()
 void makeTheSameKind(std::unique_ptr<Value::ValuesBase>& impl, const Value::ValuesBase& source,
                      const ValueBuilder& builder)
 {
-    if (!impl || typeid(*impl) != typeid(source))
+    if (!impl || !isSameClass(*impl, source))
         impl = source.reflect(builder);
 }
 

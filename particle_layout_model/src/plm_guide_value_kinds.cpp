@@ -655,16 +655,16 @@ void Value::EmitterProperty::saveImpl(Sl::RevisionSaver& saver) const
     Sl::ScopedSaverGroup group("emitter_property", saver, kVersion);
     saver.write("valid", valid_);
     Sl::write("block", saver, block_);
-    Detail::withValueType(dimensions(),
-                          [&](auto zero)
-                          {
-                              // The value as a Refl of the block's own type, from the components.
-                              using T = decltype(zero);
-                              Refl<T> value(Detail::fromFloats<T>(values_.source()));
-                              if (values_.override())
-                                  value.setOverride(Detail::fromFloats<T>(*values_.override()));
-                              value.save("value", saver);
-                          });
+    Detail::withValueType(
+        dimensions(),
+        [&](auto zero)
+        {
+            // The value as a Refl of the block's own type, from the components.
+            using T = decltype(zero);
+            const T over = values_.override() ? Detail::fromFloats<T>(*values_.override()) : T();
+            Refl<T>::saveForm("value", saver, Detail::fromFloats<T>(values_.source()),
+                              values_.override() ? &over : nullptr);
+        });
     name_.save("name", saver);
 }
 

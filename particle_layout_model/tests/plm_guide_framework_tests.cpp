@@ -26,6 +26,7 @@
 #include "particle_layout_model/plm_guide_value.h"
 #include "particle_layout_model/plm_system.h"
 #include "revision_saveload/sl_exceptions.h"
+#include "revision_saveload/sl_loader_bin_array.h"
 #include "revision_saveload/sl_revision_core.h"
 #include "revision_saveload/sl_revision_loader.h"
 #include "revision_saveload/sl_revision_saver.h"
@@ -277,8 +278,8 @@ TEST(GuideFiles, SaveLoadSaveGivesEqualBytesAndTheSameValidity)
 }
 
 // Emitters that use much of what the form offers. Each reads back to the bytes it was saved
-// from; with PLM_WRITE_GUIDE_SEEDS=<folder> they are also written there, as seeds of the
-// emitter fuzzer.
+// from, alone and together in one effect; with PLM_WRITE_FUZZ_SEEDS=<corpus folder> they are
+// also written there, as seeds of the emitter and effect fuzzers.
 TEST(GuideFiles, VariedEmittersReadBackToTheirBytes)
 {
     using Eg::Value;
@@ -315,7 +316,17 @@ TEST(GuideFiles, VariedEmittersReadBackToTheirBytes)
              g.termination().addTerminator(Eg::TerminationType::Path);
          }},
     };
-    const char* seeds = std::getenv("PLM_WRITE_GUIDE_SEEDS");
+    const char* seeds = std::getenv("PLM_WRITE_FUZZ_SEEDS");
+    auto writeSeed = [seeds](const std::string& path, const Bytes& bytes)
+    {
+        if (!seeds)
+            return;
+        std::ofstream out(std::string(seeds) + "/" + path, std::ios::binary);
+        out.write(reinterpret_cast<const char*>(bytes.data()),
+                  static_cast<std::streamsize>(bytes.size()));
+    };
+    // All of them together, as one effect holds them.
+    std::unique_ptr<System> effect = Plm::Generation::simpleSystem();
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.name);
@@ -325,13 +336,24 @@ TEST(GuideFiles, VariedEmittersReadBackToTheirBytes)
         const Bytes saved = saveEmitterPlain(n.e);
         std::unique_ptr<Emitter> loaded = loadEmitterPlain(saved.data(), saved.size(), n.system);
         EXPECT_EQ(saveEmitterPlain(*loaded), saved);
-        if (seeds)
-        {
-            std::ofstream out(std::string(seeds) + "/" + c.name, std::ios::binary);
-            out.write(reinterpret_cast<const char*>(saved.data()),
-                      static_cast<std::streamsize>(saved.size()));
-        }
+        writeSeed(std::string("plm_emitter/") + c.name, saved);
+        Emitter& added = effect->addEmitter(Emitter::create(c.name));
+        c.shape(*added.guide());
     }
+    Sl::SaverBinFlex flex(Sl::BO_LittleEndian, Sl::TC_On);
+    {
+        Sl::RevisionSaver saver(nullptr, flex, nullptr);
+        effect->save(saver);
+    }
+    const Bytes saved = flex.dataAsVector();
+    Sl::LoaderBinArray array(saved.data(), static_cast<uint32_t>(saved.size()));
+    Sl::RevisionLoader loader(nullptr, array);
+    std::unique_ptr<System> loaded = System::createFromLoader(loader);
+    loaded->postLoad();
+    ASSERT_EQ(loaded->getNumEmitters(), effect->getNumEmitters());
+    for (unsigned int i = 0; i < loaded->getNumEmitters(); ++i)
+        EXPECT_TRUE(invalidSections(*loaded->getEmitter(i).guide()).empty()) << i;
+    writeSeed("plm_system/varied_effect", saved);
 }
 
 // An emitter with no blocks whose guide group says `version` and holds nothing more.

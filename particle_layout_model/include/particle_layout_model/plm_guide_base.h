@@ -186,6 +186,13 @@ public:
     virtual std::unique_ptr<ReflectableBase> reflect(EmitterGuide& guide) const = 0;
 };
 
+// Whether two objects are of the same dynamic class.
+template <class A, class B>
+bool isSameClass(const A& a, const B& b)
+{
+    return typeid(a) == typeid(b);
+}
+
 // Makes `ptr` an empty twin of `source` if the two differ in dynamic class (or one is null);
 // null for a null source.
 template <class T>
@@ -196,11 +203,11 @@ void makeTheSameType(std::unique_ptr<T>& ptr, const T* source, EmitterGuide& gui
         ptr.reset();
         return;
     }
-    if (ptr && typeid(*ptr) == typeid(*source))
+    if (ptr && isSameClass(*ptr, *source))
         return;
     std::unique_ptr<ReflectableBase> twin = source->reflect(guide);
     T* typed = dynamic_cast<T*>(twin.get());
-    DEBUG_ASSERT(typed && typeid(*typed) == typeid(*source));
+    DEBUG_ASSERT(typed && isSameClass(*typed, *source));
     twin.release();
     ptr.reset(typed);
 }
@@ -287,12 +294,17 @@ public:
     // of a flag and the value).
     void save(const char* name, Sl::RevisionSaver& saver) const
     {
+        saveForm(name, saver, source_, override_.get_ptr());
+    }
+    // The same form from the two layers as plain values (no override: null).
+    static void saveForm(const char* name, Sl::RevisionSaver& saver, const T& source, const T* over)
+    {
         Sl::ScopedSaverGroup group(name, saver, 0);
-        PropValue<T>::write("source", saver, source_);
+        PropValue<T>::write("source", saver, source);
         Sl::ScopedSaverGroup overrideGroup("override", saver);
-        saver.write("has_value", static_cast<bool>(override_));
-        if (override_)
-            PropValue<T>::write("value", saver, *override_);
+        saver.write("has_value", over != nullptr);
+        if (over)
+            PropValue<T>::write("value", saver, *over);
     }
     void load(Sl::RevisionLoader& loader)
     {
