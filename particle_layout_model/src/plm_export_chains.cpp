@@ -464,6 +464,12 @@ void EmitterExportCompilerBase::makeConstructChains(EmitterExporterChain& chain)
     {
         if (!block.isExportable())
             continue;
+        // Every constructor passes the binary target's check; a text target refuses strips.
+        if (!assertBlock(block))
+        {
+            addErrorBlock(block);
+            continue;
+        }
         for (unsigned int i = 0; i < block.getNumConnectors(); ++i)
             if (block.getConnectorDesc(i).dir_ == CD_Input)
             {

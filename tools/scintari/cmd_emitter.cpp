@@ -1,5 +1,6 @@
 // scintari emitter: makes a new emitter through its guide, or reads a saved one, and prints its
 // blocks, links and guide.
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -11,6 +12,7 @@
 #include "particle_layout_model/plm_emitter_guide.h"
 #include "particle_layout_model/plm_emitter_stream.h"
 #include "particle_layout_model/plm_export_compiler_bin.h"
+#include "particle_layout_model/plm_export_compiler_text.h"
 #include "particle_layout_model/plm_guide_appearance.h"
 #include "particle_layout_model/plm_guide_custom_values.h"
 #include "particle_layout_model/plm_guide_generation.h"
@@ -26,8 +28,8 @@ namespace
 {
 
 const char* const help =
-    "scintari emitter new [--name <name>] [--save <file>] [--compile <file>]\n"
-    "scintari emitter show <file> [--compile <file>]\n"
+    "scintari emitter new [--name <name>] [--save <file>] [--compile <file>] [--check <target>]\n"
+    "scintari emitter show <file> [--compile <file>] [--check <target>]\n"
     "\n"
     "  new: makes an emitter as the editor makes it (named \"DefaultEmitter\" unless\n"
     "  --name says otherwise), its first blocks built and linked by its guide, and\n"
@@ -65,7 +67,12 @@ const char* const help =
     "    error: block <factory name> <id>\n"
     "    error: link <output block id> <connector> -> <input block id> <connector>\n"
     "    error: connector <block id> <connector>     an input without a link\n"
-    "    error: emitter <name> has no generator or no positioner\n"
+    "    error: emitter <name> lacks a generator, a positioner or (C# and Unity) a\n"
+    "           terminator\n"
+    "  --check <bin|js|cs|unity> prints after the listing, on standard output and in the\n"
+    "  same lines, what keeps the emitter from compiling for that target, and makes the\n"
+    "  exit code 1 if there is anything. The text targets (JavaScript, C#, Unity) also\n"
+    "  refuse strip constructors and expressions that don't translate to their language.\n"
     "\n"
     "  A file that isn't an emitter (damaged, cut short, a block of an unknown kind,\n"
     "  links to blocks that aren't there) prints a message on standard error (exit code\n"
@@ -73,10 +80,10 @@ const char* const help =
 
 int usage(const std::string& why)
 {
-    std::cerr
-        << "scintari emitter: " << why
-        << "\nusage: scintari emitter new [--name <name>] [--save <file>] [--compile <file>]\n"
-           "       scintari emitter show <file> [--compile <file>]\n";
+    std::cerr << "scintari emitter: " << why
+              << "\nusage: scintari emitter new [--name <name>] [--save <file>] [--compile <file>]"
+                 " [--check <target>]\n"
+                 "       scintari emitter show <file> [--compile <file>] [--check <target>]\n";
     return 1;
 }
 
@@ -188,29 +195,48 @@ int writeFile(const std::string& path, const std::vector<uint8_t>& bytes)
     return 0;
 }
 
+// What keeps the emitter from compiling for one target, one line each; false if nothing.
+bool printMarks(std::ostream& out, const Plm::SystemExportCompiler& compiler,
+                const Plm::Emitter& emitter)
+{
+    const Plm::EmitterExportCompilerBase* failed =
+        compiler.getErrorEmitterExporter(emitter.getId());
+    if (!failed)
+        return false;
+    for (const boost::uuids::uuid& id : failed->errorBlocks())
+        out << "error: block " << emitter.getBlockById(id).getFactoryName().str() << " " << id
+            << "\n";
+    for (const Plm::BlockLink& link : failed->errorLinks())
+        out << "error: link " << link.output_.blockId << " " << link.output_.desc_.index_ << " -> "
+            << link.input_.blockId << " " << link.input_.desc_.index_ << "\n";
+    for (const Plm::BlockConnector& connector : failed->errorConnectors())
+        out << "error: connector " << connector.blockId << " " << connector.desc_.index_ << "\n";
+    if (failed->hasUnknownError())
+        out << "error: emitter " << emitter.getName()
+            << " lacks a generator, a positioner or (C# and Unity) a terminator\n";
+    return true;
+}
+
+// The marks of one target's check: 1 if there are any.
+int check(const Plm::System& system, const Plm::Emitter& emitter, const std::string& target)
+{
+    std::shared_ptr<Plm::SystemExportCompiler> compiler;
+    if (target == "bin")
+        compiler = Plm::SystemExportCompilerBin::create(system);
+    else if (target == "js")
+        compiler = Plm::SystemExportCompilerJs::create(system);
+    else
+        compiler = Plm::SystemExportCompilerCs::create(
+            system, target == "unity" ? Plm::CET_Unity : Plm::CET_Generic);
+    return printMarks(std::cout, *compiler, emitter) ? 1 : 0;
+}
+
 // The compiled effect of an effect of this emitter alone; 1 if the emitter doesn't compile.
 int compile(const Plm::System& system, const Plm::Emitter& emitter, const std::string& path)
 {
     const std::shared_ptr<Plm::SystemExportCompilerBin> compiler =
         Plm::SystemExportCompilerBin::create(system);
-    int result = 0;
-    if (const Plm::EmitterExportCompilerBase* failed =
-            compiler->getErrorEmitterExporter(emitter.getId()))
-    {
-        result = 1;
-        for (const boost::uuids::uuid& id : failed->errorBlocks())
-            std::cerr << "error: block " << emitter.getBlockById(id).getFactoryName().str() << " "
-                      << id << "\n";
-        for (const Plm::BlockLink& link : failed->errorLinks())
-            std::cerr << "error: link " << link.output_.blockId << " " << link.output_.desc_.index_
-                      << " -> " << link.input_.blockId << " " << link.input_.desc_.index_ << "\n";
-        for (const Plm::BlockConnector& connector : failed->errorConnectors())
-            std::cerr << "error: connector " << connector.blockId << " " << connector.desc_.index_
-                      << "\n";
-        if (failed->hasUnknownError())
-            std::cerr << "error: emitter " << emitter.getName()
-                      << " has no generator or no positioner\n";
-    }
+    const int result = printMarks(std::cerr, *compiler, emitter) ? 1 : 0;
     std::vector<uint8_t> bytes;
     try
     {
@@ -226,7 +252,24 @@ int compile(const Plm::System& system, const Plm::Emitter& emitter, const std::s
     return written ? written : result;
 }
 
-int show(const std::string& path, const std::string& compilePath)
+// The actions after the listing: writing the compiled effect, checking a target.
+struct After
+{
+    std::string compilePath;
+    std::string checkTarget;
+};
+
+int finish(const Plm::System& system, const Plm::Emitter& emitter, const After& after)
+{
+    int result = 0;
+    if (!after.compilePath.empty())
+        result = compile(system, emitter, after.compilePath);
+    if (!after.checkTarget.empty())
+        result = std::max(result, check(system, emitter, after.checkTarget));
+    return result;
+}
+
+int show(const std::string& path, const After& after)
 {
     std::vector<uint8_t> bytes;
     std::string why;
@@ -248,10 +291,8 @@ int show(const std::string& path, const std::string& compilePath)
         return 2;
     }
     printEmitter(*emitter);
-    if (compilePath.empty())
-        return 0;
-    Plm::Emitter& added = system.addEmitter(std::move(emitter));
-    return compile(system, added, compilePath);
+    const Plm::Emitter& added = system.addEmitter(std::move(emitter));
+    return finish(system, added, after);
 }
 
 int runEmitter(const std::vector<std::string>& args)
@@ -262,11 +303,19 @@ int runEmitter(const std::vector<std::string>& args)
         return usage("unknown subcommand: " + args[0]);
     const bool isNew = args[0] == "new";
     std::string name = "DefaultEmitter";
-    std::string file, savePath, compilePath;
+    std::string file, savePath;
+    After after;
     for (size_t i = 1; i < args.size(); ++i)
     {
         if (args[i] == "--compile" && i + 1 < args.size())
-            compilePath = args[++i];
+            after.compilePath = args[++i];
+        else if (args[i] == "--check" && i + 1 < args.size())
+        {
+            after.checkTarget = args[++i];
+            const std::string& t = after.checkTarget;
+            if (t != "bin" && t != "js" && t != "cs" && t != "unity")
+                return usage("--check takes bin, js, cs or unity, not " + t);
+        }
         else if (isNew && args[i] == "--save" && i + 1 < args.size())
             savePath = args[++i];
         else if (isNew && args[i] == "--name" && i + 1 < args.size())
@@ -280,7 +329,7 @@ int runEmitter(const std::vector<std::string>& args)
     {
         if (file.empty())
             return usage("show takes one file");
-        return show(file, compilePath);
+        return show(file, after);
     }
     Plm::System system;
     Plm::Emitter& emitter = system.addEmitter(Plm::Emitter::create(name));
@@ -288,7 +337,7 @@ int runEmitter(const std::vector<std::string>& args)
     if (!savePath.empty())
         if (const int result = writeFile(savePath, Plm::saveEmitterPlain(emitter)))
             return result;
-    return compilePath.empty() ? 0 : compile(system, emitter, compilePath);
+    return finish(system, emitter, after);
 }
 
 const Scintari::CommandRegistration registration(Scintari::Command{
