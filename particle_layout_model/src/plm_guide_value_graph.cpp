@@ -395,70 +395,120 @@ void Value::OverParticleSpeed::saveOwn(Sl::RevisionSaver& saver) const
     Sl::write("expression", saver, expr_);
 }
 
-// OverEmitterTime
+// Curves over a time that a shared global block gives.
+
+namespace
+{
+
+template <class T>
+bool isBlockKind(const Block* block)
+{
+    return dynamic_cast<const T*>(block) != nullptr;
+}
+
+}  // namespace
+
+Value::GraphOverGlobalTime::GraphOverGlobalTime(const ValueBuilder& builder,
+                                                unsigned int dimensions, const Global& global)
+    : GraphBase(builder, dimensions), global_(global)
+{
+    time_ = (guide().*global_.request)();
+}
+
+Value::GraphOverGlobalTime::GraphOverGlobalTime(const ValueBuilder& builder,
+                                                unsigned int dimensions, const Global& global,
+                                                Sl::RevisionLoader& loader)
+    : GraphBase(builder, dimensions, LoadTag()), global_(global)
+{
+    Sl::ScopedLoaderGroup group(loader, kVersion);
+    checkVersion(group);
+    loader.read(ownValid_);
+    Sl::read(loader, time_);
+    loadBase(loader);
+}
+
+Value::GraphOverGlobalTime::GraphOverGlobalTime(const ValueBuilder& builder,
+                                                unsigned int dimensions, const Global& global,
+                                                Base::EmptyReflectionTag)
+    : GraphBase(builder, dimensions, Base::EmptyReflectionTag()), global_(global)
+{
+}
+
+boost::optional<BlockConnector> Value::GraphOverGlobalTime::driver() const
+{
+    return findConnector(time_, 0);
+}
+
+bool Value::GraphOverGlobalTime::updateOwn() { return global_.isKind(findBlock(time_)); }
+
+void Value::GraphOverGlobalTime::removeOwn() { (guide().*global_.release)(); }
+
+void Value::GraphOverGlobalTime::saveOwn(Sl::RevisionSaver& saver) const
+{
+    Sl::write("time", saver, time_);
+}
+
+void Value::GraphOverGlobalTime::syncReflection(const Base& source)
+{
+    GraphBase::syncReflection(source);
+    // A shared block of the guide: the guide maps its reference count with it.
+    const auto& other = static_cast<const GraphOverGlobalTime&>(source);
+    time_ = reflBlockId(other, other.time_);
+}
+
+// OverEmitterTime, OverSystemTime
+
+const Value::OverEmitterTime::Global Value::OverEmitterTime::kGlobal{
+    &EmitterGuide::requestEmitterTimeId, &EmitterGuide::releaseEmitterTimeId,
+    &isBlockKind<BlockGlobTime>};
 
 Value::OverEmitterTime::OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions)
-    : GraphBase(builder, dimensions)
+    : GraphOverGlobalTime(builder, dimensions, kGlobal)
 {
-    time_ = guide().requestEmitterTimeId();
 }
 
 Value::OverEmitterTime::OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions,
                                         Sl::RevisionLoader& loader)
-    : GraphBase(builder, dimensions, LoadTag())
+    : GraphOverGlobalTime(builder, dimensions, kGlobal, loader)
 {
-    Sl::ScopedLoaderGroup group(loader, kVersion);
-    checkVersion(group);
-    loader.read(ownValid_);
-    Sl::read(loader, time_);
-    loadBase(loader);
 }
 
-boost::optional<BlockConnector> Value::OverEmitterTime::driver() const
+Value::OverEmitterTime::OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions,
+                                        Base::EmptyReflectionTag)
+    : GraphOverGlobalTime(builder, dimensions, kGlobal, Base::EmptyReflectionTag())
 {
-    return findConnector(time_, 0);
 }
 
-bool Value::OverEmitterTime::updateOwn() { return isBlockOf<BlockGlobTime>(time_); }
-
-void Value::OverEmitterTime::removeOwn() { guide().releaseEmitterTimeId(); }
-
-void Value::OverEmitterTime::saveOwn(Sl::RevisionSaver& saver) const
+std::unique_ptr<Value::ValuesBase>
+Value::OverEmitterTime::reflect(const ValueBuilder& builder) const
 {
-    Sl::write("time", saver, time_);
+    return std::make_unique<OverEmitterTime>(builder, dimensions(), Base::EmptyReflectionTag());
 }
 
-// OverSystemTime
+const Value::OverSystemTime::Global Value::OverSystemTime::kGlobal{
+    &EmitterGuide::requestSystemTimeId, &EmitterGuide::releaseSystemTimeId,
+    &isBlockKind<BlockGlobSystemTime>};
 
 Value::OverSystemTime::OverSystemTime(const ValueBuilder& builder, unsigned int dimensions)
-    : GraphBase(builder, dimensions)
+    : GraphOverGlobalTime(builder, dimensions, kGlobal)
 {
-    time_ = guide().requestSystemTimeId();
 }
 
 Value::OverSystemTime::OverSystemTime(const ValueBuilder& builder, unsigned int dimensions,
                                       Sl::RevisionLoader& loader)
-    : GraphBase(builder, dimensions, LoadTag())
+    : GraphOverGlobalTime(builder, dimensions, kGlobal, loader)
 {
-    Sl::ScopedLoaderGroup group(loader, kVersion);
-    checkVersion(group);
-    loader.read(ownValid_);
-    Sl::read(loader, time_);
-    loadBase(loader);
 }
 
-boost::optional<BlockConnector> Value::OverSystemTime::driver() const
+Value::OverSystemTime::OverSystemTime(const ValueBuilder& builder, unsigned int dimensions,
+                                      Base::EmptyReflectionTag)
+    : GraphOverGlobalTime(builder, dimensions, kGlobal, Base::EmptyReflectionTag())
 {
-    return findConnector(time_, 0);
 }
 
-bool Value::OverSystemTime::updateOwn() { return isBlockOf<BlockGlobSystemTime>(time_); }
-
-void Value::OverSystemTime::removeOwn() { guide().releaseSystemTimeId(); }
-
-void Value::OverSystemTime::saveOwn(Sl::RevisionSaver& saver) const
+std::unique_ptr<Value::ValuesBase> Value::OverSystemTime::reflect(const ValueBuilder& builder) const
 {
-    Sl::write("time", saver, time_);
+    return std::make_unique<OverSystemTime>(builder, dimensions(), Base::EmptyReflectionTag());
 }
 
 // OverCustomValue
@@ -586,43 +636,6 @@ void Value::OverParticleSpeed::syncReflection(const Base& source)
     expr_ = reflBlockId(other, other.expr_);
 }
 
-Value::OverEmitterTime::OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions,
-                                        Base::EmptyReflectionTag)
-    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
-{
-}
-
-std::unique_ptr<Value::ValuesBase>
-Value::OverEmitterTime::reflect(const ValueBuilder& builder) const
-{
-    return std::make_unique<OverEmitterTime>(builder, dimensions(), Base::EmptyReflectionTag());
-}
-
-void Value::OverEmitterTime::syncReflection(const Base& source)
-{
-    GraphBase::syncReflection(source);
-    // A shared block of the guide: the guide maps its reference count with it.
-    const OverEmitterTime& other = static_cast<const OverEmitterTime&>(source);
-    time_ = reflBlockId(other, other.time_);
-}
-
-Value::OverSystemTime::OverSystemTime(const ValueBuilder& builder, unsigned int dimensions,
-                                      Base::EmptyReflectionTag)
-    : GraphBase(builder, dimensions, Base::EmptyReflectionTag())
-{
-}
-
-std::unique_ptr<Value::ValuesBase> Value::OverSystemTime::reflect(const ValueBuilder& builder) const
-{
-    return std::make_unique<OverSystemTime>(builder, dimensions(), Base::EmptyReflectionTag());
-}
-
-void Value::OverSystemTime::syncReflection(const Base& source)
-{
-    GraphBase::syncReflection(source);
-    const OverSystemTime& other = static_cast<const OverSystemTime&>(source);
-    time_ = reflBlockId(other, other.time_);
-}
 
 Value::OverCustomValue::OverCustomValue(const ValueBuilder& builder, unsigned int dimensions,
                                         Base::EmptyReflectionTag)

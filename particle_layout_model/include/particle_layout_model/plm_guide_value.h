@@ -138,6 +138,7 @@ public:
     class OverParticleLife;
     class OverParticleTime;
     class OverParticleSpeed;
+    class GraphOverGlobalTime;
     class OverEmitterTime;
     class OverSystemTime;
     class OverCustomValue;

@@ -394,8 +394,41 @@ private:
     Uuid expr_{};
 };
 
+// A curve over a time that a block shared by the guide gives: requested with the kind, released
+// with it.
+class Value::GraphOverGlobalTime : public Value::GraphBase
+{
+public:
+    const Uuid& timeBlockId() const { return time_; }
+    void syncReflection(const Base& source) override;
+
+protected:
+    // The guide's shared block of this time, and its kind.
+    struct Global
+    {
+        Uuid (EmitterGuide::*request)();
+        void (EmitterGuide::*release)();
+        bool (*isKind)(const Block* block);
+    };
+
+    GraphOverGlobalTime(const ValueBuilder& builder, unsigned int dimensions, const Global& global);
+    GraphOverGlobalTime(const ValueBuilder& builder, unsigned int dimensions, const Global& global,
+                        Sl::RevisionLoader& loader);
+    GraphOverGlobalTime(const ValueBuilder& builder, unsigned int dimensions, const Global& global,
+                        Base::EmptyReflectionTag);
+
+    boost::optional<BlockConnector> driver() const override;
+    bool updateOwn() override;
+    void removeOwn() override;
+    void saveOwn(Sl::RevisionSaver& saver) const override;
+
+private:
+    Global global_;
+    Uuid time_{};
+};
+
 // A curve over the emitter's time (a shared global block).
-class Value::OverEmitterTime : public Value::GraphBase
+class Value::OverEmitterTime : public Value::GraphOverGlobalTime
 {
 public:
     OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions);
@@ -403,22 +436,14 @@ public:
                     Sl::RevisionLoader& loader);
     OverEmitterTime(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
     std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
-    void syncReflection(const Base& source) override;
     Value::Type type() const override { return Value::Type::OverEmitterTime; }
-    const Uuid& timeBlockId() const { return time_; }
-
-protected:
-    boost::optional<BlockConnector> driver() const override;
-    bool updateOwn() override;
-    void removeOwn() override;
-    void saveOwn(Sl::RevisionSaver& saver) const override;
 
 private:
-    Uuid time_{};
+    static const Global kGlobal;
 };
 
 // A curve over the effect's time (a shared global block).
-class Value::OverSystemTime : public Value::GraphBase
+class Value::OverSystemTime : public Value::GraphOverGlobalTime
 {
 public:
     OverSystemTime(const ValueBuilder& builder, unsigned int dimensions);
@@ -426,18 +451,10 @@ public:
                    Sl::RevisionLoader& loader);
     OverSystemTime(const ValueBuilder& builder, unsigned int dimensions, Base::EmptyReflectionTag);
     std::unique_ptr<ValuesBase> reflect(const ValueBuilder& builder) const override;
-    void syncReflection(const Base& source) override;
     Value::Type type() const override { return Value::Type::OverSystemTime; }
-    const Uuid& timeBlockId() const { return time_; }
-
-protected:
-    boost::optional<BlockConnector> driver() const override;
-    bool updateOwn() override;
-    void removeOwn() override;
-    void saveOwn(Sl::RevisionSaver& saver) const override;
 
 private:
-    Uuid time_{};
+    static const Global kGlobal;
 };
 
 // A curve read at the value of a custom value of one dimension.
