@@ -533,6 +533,28 @@ void Emitter::enumerateExternalDependeciesHolders(
         f(*entry.second);
 }
 
+void Emitter::extractExternalSources(std::vector<boost::filesystem::path>& paths) const
+{
+    if (reflSource_ && reflSource_->relPath &&
+        std::find(paths.begin(), paths.end(), *reflSource_->relPath) == paths.end())
+        paths.push_back(*reflSource_->relPath);
+    for (unsigned int i = 0; i < allBlocks_.size(); ++i)
+        allBlocks_[i].extractExternalSources(paths);
+}
+
+void Emitter::replaceDeepExternalSource(const boost::filesystem::path& from,
+                                        const boost::filesystem::path& to)
+{
+    if (reflSource_ && reflSource_->relPath && reflSource_->relPath->compare(from) == 0)
+    {
+        reflSource_ = ReflectionSourceRef::external(to);
+        upgradeRevision(false);
+        return;
+    }
+    for (unsigned int i = 0; i < allBlocks_.size(); ++i)
+        allBlocks_[i].replaceExternalSource(from, to);
+}
+
 // Links.
 
 unsigned int Emitter::getNumLinks() const

@@ -1,5 +1,7 @@
 #include "particle_layout_model/plm_system.h"
 
+#include "particle_layout_model/plm_project_resource.h"
+
 #include <algorithm>
 #include <set>
 
@@ -221,9 +223,9 @@ void System::upgradeRevision(bool affectsExport)
 
 void System::notifyDeepChanged(bool affectsExport)
 {
-    // The project resource that tells the editor isn't part of the model library yet.
-    (void)affectsExport;
     deepRevision_ = newUuid();
+    if (projectResource_)
+        projectResource_->notifyDeepChanged(affectsExport);
 }
 
 // Resources.
@@ -452,6 +454,31 @@ void System::enumerateExternalDependeciesHolders(
         f(blockResourceOf(id));
     for (const Uuid& id : emitterIds_)
         static_cast<const Emitter&>(emitterOf(id)).enumerateExternalDependeciesHolders(f);
+}
+
+void System::extractExternalSources(std::vector<boost::filesystem::path>& paths) const
+{
+    if (reflSource_ && std::find(paths.begin(), paths.end(), *reflSource_) == paths.end())
+        paths.push_back(*reflSource_);
+    for (const Uuid& id : blockResourceIds_)
+        blockResourceOf(id).extractExternalSources(paths);
+    for (const Uuid& id : emitterIds_)
+        emitterOf(id).extractExternalSources(paths);
+}
+
+void System::replaceDeepExternalSource(const boost::filesystem::path& from,
+                                       const boost::filesystem::path& to)
+{
+    if (reflSource_ && reflSource_->compare(from) == 0)
+    {
+        reflSource_ = to;
+        upgradeRevision(false);
+        return;
+    }
+    for (const Uuid& id : blockResourceIds_)
+        blockResourceOf(id).replaceExternalSource(from, to);
+    for (const Uuid& id : emitterIds_)
+        emitterOf(id).replaceDeepExternalSource(from, to);
 }
 
 void System::detachFromRelatedSystems()

@@ -194,6 +194,12 @@ public:
     enumerateExternalDependeciesHolders(const std::function<void(ExternalDependencyHolder&)>& f);
     void enumerateExternalDependeciesHolders(
         const std::function<void(const ExternalDependencyHolder&)>& f) const;
+    // Files this emitter or its blocks reflect: its own source if external, then each
+    // block's, each path once.
+    void extractExternalSources(std::vector<boost::filesystem::path>& paths) const;
+    // A source file moved. If it was the emitter's own source, the blocks are left alone.
+    void replaceDeepExternalSource(const boost::filesystem::path& from,
+                                   const boost::filesystem::path& to);
 
     // The ordered lists.
     OrderedIdListClient<Block>& allBlocks() { return allBlocks_; }

@@ -26,6 +26,7 @@ class RevisionSaver;
 namespace Plm
 {
 
+class ProjectResourceSystem;
 class System;
 class SystemResourceBlock;
 class SystemResourceEmitter;
@@ -177,6 +178,10 @@ public:
     static std::unique_ptr<System> createFromLoader(Sl::RevisionLoader& loader);
 
     // Surroundings and identity.
+    void connectWithProjectResource(ProjectResource& resource, AccessKey<ProjectResourceSystem>)
+    {
+        projectResource_ = &resource;
+    }
     ProjectResource* getProjectResource() override { return projectResource_; }
     const Uuid& getId() const { return id_; }
     const Uuid& getRevision() const { return revision_; }
@@ -253,6 +258,12 @@ public:
     void enumerateExternalDependeciesHolders(
         const std::function<void(const ExternalDependencyHolder&)>& f) const;
     void detachFromRelatedSystems();
+    // Files this effect reflects: its own source, then those of the block resources, then
+    // those of the emitters, each path once.
+    void extractExternalSources(std::vector<boost::filesystem::path>& paths) const;
+    // A source file moved. If it was the effect's own source, nothing else is looked at.
+    void replaceDeepExternalSource(const boost::filesystem::path& from,
+                                   const boost::filesystem::path& to);
 
     // Connections between emitters.
     void updateDrivingEmittersConnectors(const Uuid& id);
