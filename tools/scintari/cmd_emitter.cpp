@@ -9,20 +9,13 @@
 #include <boost/uuid/uuid_io.hpp>
 
 #include "particle_layout_model/plm_emitter.h"
-#include "particle_layout_model/plm_emitter_guide.h"
 #include "particle_layout_model/plm_emitter_stream.h"
 #include "particle_layout_model/plm_export_compiler_bin.h"
 #include "particle_layout_model/plm_export_compiler_text.h"
-#include "particle_layout_model/plm_guide_appearance.h"
-#include "particle_layout_model/plm_guide_custom_values.h"
-#include "particle_layout_model/plm_guide_generation.h"
-#include "particle_layout_model/plm_guide_position.h"
-#include "particle_layout_model/plm_guide_rotation.h"
-#include "particle_layout_model/plm_guide_termination.h"
-#include "particle_layout_model/plm_guide_value.h"
 #include "particle_layout_model/plm_system.h"
 #include "scintari_command.h"
 #include "scintari_input.h"
+#include "scintari_model.h"
 
 namespace
 {
@@ -87,101 +80,6 @@ int usage(const std::string& why)
     return 1;
 }
 
-const char* listKey(const Plm::Block& block)
-{
-    for (unsigned int l = Plm::Emitter::BL_Glob; l <= Plm::Emitter::BL_Construct; ++l)
-    {
-        const auto list = static_cast<Plm::Emitter::EnumBlockList>(l);
-        if (Plm::Emitter::isInBlockList(list, block))
-            return Plm::Emitter::blockListKey(list);
-    }
-    return Plm::Emitter::blockListKey(Plm::Emitter::BL_All);
-}
-
-std::string sectionKind(const Plm::EmitterGuide& guide, unsigned int index)
-{
-    using namespace Plm::Eg;
-    switch (index)
-    {
-    case 0:
-        return std::to_string(guide.customValues().numValues());
-    case 1:
-        return guide.generation().type() == Generation::T_Periodic ? "periodic" : "distance";
-    case 2:
-    {
-        std::string kinds;
-        const Termination& termination = guide.termination();
-        for (unsigned int i = 0; i < termination.numTerminators(); ++i)
-            kinds += std::string(i ? "+" : "") +
-                     (termination.terminator(i).type() == TerminationType::MaxLife ? "max_life"
-                                                                                   : "path");
-        return kinds.empty() ? "none" : kinds;
-    }
-    case 3:
-        return "point";
-    case 4:
-    {
-        static const char* const names[] = {"none", "path", "steady", "forces"};
-        return names[guide.positionChange().type()];
-    }
-    case 5:
-    {
-        const Rotation& rotation = guide.rotation();
-        static const char* const names[] = {"controlled", "velocity_faced", "velocity_free"};
-        std::string kind = names[rotation.type()];
-        if (const auto* controlled = dynamic_cast<const RotationControlled*>(&rotation.impl()))
-        {
-            static const char* const changes[] = {"none", "steady", "graph"};
-            kind += controlled->type() == RotationControlled::T_Faced ? "/faced/" : "/free/";
-            kind += changes[controlled->getChangeType()];
-        }
-        return kind;
-    }
-    case 6:
-        return std::string(guide.size().type() == Size::T_Square ? "square" : "rectangle") +
-               (guide.size().getChangeType() == Size::CT_Multiplier ? "/multiplier" : "/none");
-    case 7:
-    case 8:
-        return "value";
-    case 9:
-        return guide.texMapping().type() == TexMapping::T_None ? "none" : "grid";
-    }
-    return "?";
-}
-
-void printEmitter(const Plm::Emitter& emitter)
-{
-    std::cout << "emitter: " << emitter.getName() << "\n";
-    for (const Plm::Block& block : emitter.allBlocks())
-        std::cout << "block: " << listKey(block) << " " << block.getFactoryName().str() << " "
-                  << block.getId() << "\n";
-    for (unsigned int i = 0; i < emitter.getNumLinks(); ++i)
-    {
-        const Plm::BlockLink& link = emitter.getLink(i);
-        std::cout << "link: " << link.output_.blockId << " " << link.output_.desc_.index_ << " -> "
-                  << link.input_.blockId << " " << link.input_.desc_.index_ << "\n";
-    }
-    const Plm::EmitterGuide* guide = emitter.guide();
-    std::cout << "guide: " << (guide ? "yes" : "no") << "\n";
-    if (!guide)
-        return;
-    static const char* const sectionNames[] = {
-        "custom_values", "generation", "termination",  "position_start", "position_change",
-        "rotation",      "size",       "transparency", "color",          "tex_mapping"};
-    const std::vector<Plm::Eg::Base*> sections = guide->sections();
-    for (unsigned int s = 0; s < sections.size(); ++s)
-    {
-        std::cout << "section: " << sectionNames[s] << " " << sectionKind(*guide, s) << " "
-                  << (sections[s]->isValid() ? "valid" : "invalid") << "\n";
-        std::vector<Plm::Eg::Value*> values;
-        sections[s]->collectValues(values);
-        for (const Plm::Eg::Value* value : values)
-            std::cout << "value: " << sectionNames[s] << " "
-                      << Plm::Eg::Value::typeName(value->type()) << " level " << value->level()
-                      << " " << (value->isValid() ? "valid" : "invalid") << "\n";
-    }
-}
-
 int writeFile(const std::string& path, const std::vector<uint8_t>& bytes)
 {
     std::ofstream out(path, std::ios::binary);
@@ -195,28 +93,6 @@ int writeFile(const std::string& path, const std::vector<uint8_t>& bytes)
     return 0;
 }
 
-// What keeps the emitter from compiling for one target, one line each; false if nothing.
-bool printMarks(std::ostream& out, const Plm::SystemExportCompiler& compiler,
-                const Plm::Emitter& emitter)
-{
-    const Plm::EmitterExportCompilerBase* failed =
-        compiler.getErrorEmitterExporter(emitter.getId());
-    if (!failed)
-        return false;
-    for (const boost::uuids::uuid& id : failed->errorBlocks())
-        out << "error: block " << emitter.getBlockById(id).getFactoryName().str() << " " << id
-            << "\n";
-    for (const Plm::BlockLink& link : failed->errorLinks())
-        out << "error: link " << link.output_.blockId << " " << link.output_.desc_.index_ << " -> "
-            << link.input_.blockId << " " << link.input_.desc_.index_ << "\n";
-    for (const Plm::BlockConnector& connector : failed->errorConnectors())
-        out << "error: connector " << connector.blockId << " " << connector.desc_.index_ << "\n";
-    if (failed->hasUnknownError())
-        out << "error: emitter " << emitter.getName()
-            << " lacks a generator, a positioner or (C# and Unity) a terminator\n";
-    return true;
-}
-
 // The marks of one target's check: 1 if there are any.
 int check(const Plm::System& system, const Plm::Emitter& emitter, const std::string& target)
 {
@@ -228,7 +104,7 @@ int check(const Plm::System& system, const Plm::Emitter& emitter, const std::str
     else
         compiler = Plm::SystemExportCompilerCs::create(
             system, target == "unity" ? Plm::CET_Unity : Plm::CET_Generic);
-    return printMarks(std::cout, *compiler, emitter) ? 1 : 0;
+    return Scintari::printMarks(std::cout, *compiler, emitter) ? 1 : 0;
 }
 
 // The compiled effect of an effect of this emitter alone; 1 if the emitter doesn't compile.
@@ -236,7 +112,7 @@ int compile(const Plm::System& system, const Plm::Emitter& emitter, const std::s
 {
     const std::shared_ptr<Plm::SystemExportCompilerBin> compiler =
         Plm::SystemExportCompilerBin::create(system);
-    const int result = printMarks(std::cerr, *compiler, emitter) ? 1 : 0;
+    const int result = Scintari::printMarks(std::cerr, *compiler, emitter) ? 1 : 0;
     std::vector<uint8_t> bytes;
     try
     {
@@ -290,7 +166,7 @@ int show(const std::string& path, const After& after)
                   << " is not an emitter: " << Scintari::describeFailure(e, "the emitter") << "\n";
         return 2;
     }
-    printEmitter(*emitter);
+    Scintari::printEmitter(std::cout, *emitter);
     const Plm::Emitter& added = system.addEmitter(std::move(emitter));
     return finish(system, added, after);
 }
@@ -333,7 +209,7 @@ int runEmitter(const std::vector<std::string>& args)
     }
     Plm::System system;
     Plm::Emitter& emitter = system.addEmitter(Plm::Emitter::create(name));
-    printEmitter(emitter);
+    Scintari::printEmitter(std::cout, emitter);
     if (!savePath.empty())
         if (const int result = writeFile(savePath, Plm::saveEmitterPlain(emitter)))
             return result;

@@ -20,6 +20,7 @@
 #include "particle_system/ps_system_inst.h"
 #include "scintari_command.h"
 #include "scintari_input.h"
+#include "scintari_model.h"
 #include "scintari_numbers.h"
 
 namespace
@@ -30,6 +31,9 @@ const char* const kHelp =
     "\n"
     "Loads a compiled effect (the runtime's byte format) from <file> and runs it without a\n"
     "screen, at the effect's own frame rate, with the emitter standing at the origin.\n"
+    "An effect file (<file> ending in .sxed) is compiled in memory first; the emitters\n"
+    "that don't compile are left out and told on standard error, one line each, as\n"
+    "`scintari compile` tells them.\n"
     "\n"
     "Options:\n"
     "  --frames N        simulate N frames (default 30); N from 0 to 10000000\n"
@@ -167,7 +171,9 @@ int runEffect(const Options& options)
 {
     std::vector<uint8_t> bytes;
     std::string why;
-    if (!Scintari::readInputFile(options.file, bytes, why))
+    // An effect file is compiled in memory; what keeps an emitter from compiling is told on
+    // standard error and the rest is played.
+    if (!Scintari::readPlayableEffect(options.file, bytes, why, std::cerr))
     {
         std::cerr << "scintari run: " << why << "\n";
         return 2;

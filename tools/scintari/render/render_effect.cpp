@@ -20,6 +20,7 @@
 #include "particle_system/ps_system.h"
 #include "particle_system/ps_system_inst.h"
 #include "scintari_input.h"
+#include "scintari_model.h"
 
 namespace ScintariRender
 {
@@ -36,7 +37,9 @@ int renderEffect(const Options& options, std::ostream& out, std::ostream& err)
 {
     std::vector<std::uint8_t> bytes;
     std::string why;
-    if (!Scintari::readInputFile(options.input, bytes, why))
+    // An effect file is compiled in memory; what keeps an emitter from compiling is told
+    // on the error stream and the rest is drawn.
+    if (!Scintari::readPlayableEffect(options.input, bytes, why, err))
     {
         err << "error: " << why << "\n";
         return kExitRefused;
