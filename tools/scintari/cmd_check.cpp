@@ -1,11 +1,8 @@
 // scintari check: what keeps the emitters of an effect file from compiling for one target.
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
-
-#include <boost/uuid/uuid_io.hpp>
 
 #include "particle_layout_model/plm_export_compiler_bin.h"
 #include "particle_layout_model/plm_export_compiler_text.h"
@@ -87,15 +84,7 @@ int runCheck(const std::vector<std::string>& args)
     }
     const Plm::System& system =
         handler->getLoadedResource().castToSystemResourceChecked().getResource();
-    const std::shared_ptr<Plm::SystemExportCompiler> compiler = compilerFor(target, system);
-    bool marked = false;
-    for (const Plm::Emitter& emitter : system.emitters())
-    {
-        std::ostringstream prefix;
-        prefix << "emitter " << emitter.getId() << " ";
-        marked = Scintari::printMarks(std::cout, *compiler, emitter, prefix.str()) || marked;
-    }
-    return marked ? 1 : 0;
+    return Scintari::printSystemMarks(std::cout, *compilerFor(target, system), system) ? 1 : 0;
 }
 
 const Scintari::CommandRegistration registration(Scintari::Command{

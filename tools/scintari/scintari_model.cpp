@@ -149,6 +149,19 @@ bool printMarks(std::ostream& out, const Plm::SystemExportCompiler& compiler,
 }
 
 
+bool printSystemMarks(std::ostream& out, const Plm::SystemExportCompiler& compiler,
+                      const Plm::System& system)
+{
+    bool marked = false;
+    for (const Plm::Emitter& emitter : system.emitters())
+    {
+        std::ostringstream prefix;
+        prefix << "emitter " << emitter.getId() << " ";
+        marked = printMarks(out, compiler, emitter, prefix.str()) || marked;
+    }
+    return marked;
+}
+
 bool isEffectFile(const std::string& path)
 {
     const std::string extension = Plm::ProjectResourceHandler::getResourceExtension();
@@ -199,14 +212,7 @@ bool compileSystem(const Plm::System& system, std::ostream& marks, std::vector<u
 {
     const std::shared_ptr<Plm::SystemExportCompilerBin> compiler =
         Plm::SystemExportCompilerBin::create(system);
-    complete = true;
-    for (const Plm::Emitter& emitter : system.emitters())
-    {
-        std::ostringstream prefix;
-        prefix << "emitter " << emitter.getId() << " ";
-        if (printMarks(marks, *compiler, emitter, prefix.str()))
-            complete = false;
-    }
+    complete = !printSystemMarks(marks, *compiler, system);
     try
     {
         bytes = compiler->exportBytes();

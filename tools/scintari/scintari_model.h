@@ -29,6 +29,11 @@ void printEmitter(std::ostream& out, const Plm::Emitter& emitter);
 bool printMarks(std::ostream& out, const Plm::SystemExportCompiler& compiler,
                 const Plm::Emitter& emitter, const std::string& prefix = std::string());
 
+// The marks of every emitter of an effect, in order, each line starting with
+// "emitter <emitter id> ". False if there is nothing.
+bool printSystemMarks(std::ostream& out, const Plm::SystemExportCompiler& compiler,
+                      const Plm::System& system);
+
 // True for the name of an effect file (".sxed").
 bool isEffectFile(const std::string& path);
 
