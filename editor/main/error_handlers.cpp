@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -38,6 +39,10 @@ constexpr const char* collectorPath = "/post/bp/crash/postBP.php";
 std::unique_ptr<ExceptionHandler> eh;
 std::unique_ptr<MinidumpDescriptor> descriptor;
 std::string executableDir;
+// The upload command around the dump's path, made when the program's folder becomes known,
+// so that the signal handler only copies.
+std::string uploadHead;
+std::string uploadTail;
 
 // The handler the signal handler serves, and a guard against a crash inside
 // the crash handling.
@@ -351,7 +356,25 @@ void initialize()
     eh = std::make_unique<ExceptionHandler>(*descriptor, nullptr, &dumpCallback, nullptr, true, -1);
 }
 
-void setApplicationPath(const char* path) { executableDir = path != nullptr ? path : ""; }
+namespace
+{
+
+std::string commandHead(const std::string& executableDir)
+{
+    const std::string tool = (boost::filesystem::path(executableDir) / "minidump_upload").string();
+    return tool + " -p \"" + productName + "\"" + " -v \"" + versionString + "\"" + " \"";
+}
+
+std::string commandTail() { return "\" " + collectorUrl(); }
+
+}  // namespace
+
+void setApplicationPath(const char* path)
+{
+    executableDir = path != nullptr ? path : "";
+    uploadHead = commandHead(executableDir);
+    uploadTail = commandTail();
+}
 
 void shutdown()
 {
@@ -363,11 +386,12 @@ std::string collectorUrl() { return std::string(SCINTARI_CRASH_COLLECTOR) + coll
 
 std::string uploadCommand(const std::string& executableDir, const std::string& dumpPath)
 {
-    const std::string tool = (boost::filesystem::path(executableDir) / "minidump_upload").string();
-    return tool + " -p \"" + productName + "\"" + " -v \"" + versionString + "\"" + " \"" +
-           dumpPath + "\" " + collectorUrl();
+    return commandHead(executableDir) + dumpPath + commandTail();
 }
 
+// Runs in the signal handler, in a process that may have been stopped anywhere (inside the
+// allocator, say): it allocates nothing and uses no stdio, and starts the shell with a fork
+// that runs no fork handlers, then waits for it as std::system would.
 bool dumpCallback(const MinidumpDescriptor& dumpDescriptor, void* context, bool succeeded)
 {
     (void)context;
@@ -375,9 +399,27 @@ bool dumpCallback(const MinidumpDescriptor& dumpDescriptor, void* context, bool 
         return false;
     if (executableDir.empty())
         return false;
-    const std::string command = uploadCommand(executableDir, dumpDescriptor.path());
-    std::cout << "Sending core minidump:" << std::endl << command << std::endl;
-    const int status = std::system(command.c_str());
+    static char command[3 * 4096];
+    Builder builder{command, sizeof(command)};
+    builder.text(uploadHead.c_str());
+    builder.text(dumpDescriptor.path());
+    builder.text(uploadTail.c_str());
+    Out out{STDOUT_FILENO};
+    out.text("Sending core minidump:\n");
+    out.text(command);
+    out.text("\n");
+    const pid_t child = ::_Fork();
+    if (child < 0)
+        return true;
+    if (child == 0)
+    {
+        ::execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0)
+        if (errno != EINTR)
+            return true;
     return status != 0;
 }
 
