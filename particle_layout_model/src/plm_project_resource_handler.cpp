@@ -8,6 +8,7 @@
 
 #include "boost_ext/boost_ext_uuid.h"
 #include "debug/debug_check.h"
+#include "particle_layout_model/plm_project.h"
 #include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_loader_bin_istream.h"
 #include "revision_saveload/sl_revision_loader.h"
@@ -126,6 +127,29 @@ ProjectResourceHandler::createNewFile(Project* project, ProjectFolder* folder, c
     if (!handler->writeHeaderAndResourceToFile())
         throw Exception("Cannot write " + file.string());
     return handler;
+}
+
+std::shared_ptr<ProjectResourceHandler>
+ProjectResourceHandler::createFromFile(Project& project, ProjectFolder& folder,
+                                       const std::string& name)
+{
+    try
+    {
+        return openFile(&project, &folder, folder.getPath() / (name + getResourceExtension()));
+    }
+    catch (const Sl::Exception&)
+    {
+        // A head that can't be read: the file is skipped, and looked at again next time.
+        return nullptr;
+    }
+}
+
+std::shared_ptr<ProjectResourceHandler>
+ProjectResourceHandler::createNew(Project& project, ProjectFolder& folder, const std::string& name,
+                                  std::unique_ptr<ProjectResource> resource)
+{
+    return createNewFile(&project, &folder, folder.getPath() / (name + getResourceExtension()),
+                         std::move(resource));
 }
 
 std::shared_ptr<ProjectResourceHandler> ProjectResourceHandler::openStandalone(const path& file)
@@ -489,6 +513,14 @@ bool ProjectResourceHandler::readHeaderAndResourceFromFile()
     {
         loadedResource_.reset();
         loadError_ = loadErrorOf(error);
+        return false;
+    }
+    catch (const Debug::CheckException&)
+    {
+        // Content that breaks a rule of the model (a damaged file that still reads as a
+        // stream) is a damaged file too.
+        loadedResource_.reset();
+        loadError_ = RLE_Corrupted;
         return false;
     }
 }
