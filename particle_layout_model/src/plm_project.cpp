@@ -89,6 +89,14 @@ Project::Project(const path& projectFilePath, std::unique_ptr<ProjectSettings> s
     DEBUG_ASSERT(projectFilePath_.is_absolute());
     DEBUG_ASSERT(settings_);
     settings_->setBaseDir(projectDir_);
+    constructExportHandlers();
+}
+
+void Project::constructExportHandlers()
+{
+    exportHandlers_[EH_Cs] = std::make_unique<ExportHandlerCs>(*this, CET_Generic);
+    exportHandlers_[EH_Js] = std::make_unique<ExportHandlerJs>(*this);
+    exportHandlers_[EH_Unity] = std::make_unique<ExportHandlerCs>(*this, CET_Unity);
 }
 
 Project::~Project() = default;
@@ -203,6 +211,8 @@ void Project::applySettings(const ProjectSettings& settings)
 void Project::resetRootFolder()
 {
     resources_.clear();
+    for (const auto& target : exportHandlers_)
+        target->removeAllResources();
     rootFolder_ = ProjectFolder::create(*this, settings_->getResourcesPath());
 }
 
@@ -301,6 +311,9 @@ bool Project::moveRenameResourceButNotRefresh(const path& from, const path& to)
 {
     if (isTakenByAnother(from, to))
         return false;
+    // The exported files' names follow the effect's path.
+    if (ProjectResourceHandlerPtr handler = findResourceHandlerByPath(from))
+        removeExportedFiles(*handler);
     boost::system::error_code error;
     bfs::rename(from, to, error);
     return !error;
@@ -313,6 +326,8 @@ std::map<Project::path, Project::path> Project::moveRenameFolderButNotRefresh(co
     createMoveFolderResourcesMap(from, to, map);
     if (isTakenByAnother(from, to))
         return {};
+    for (const auto& moved : map)
+        removeExportedFiles(getResourceHandlerByPath(moved.first));
     boost::system::error_code error;
     bfs::rename(from, to, error);
     if (error)
@@ -351,6 +366,7 @@ bool Project::removeButNotRefresh(const path& filePath)
     }
     if (ProjectResourceHandlerPtr handler = findResourceHandlerByPath(filePath))
     {
+        removeExportedFiles(*handler);
         boost::system::error_code error;
         bfs::remove(filePath, error);
         if (error)
@@ -368,6 +384,7 @@ void Project::removeResourceInMemory(ProjectFolder& folder, const ProjectResourc
     folder.removeResource(handler);
     syncResourcesWithFolders();
     updateAllResourcesLoadState();
+    updateAllResourcesExportStatus();
 }
 
 void Project::removeFolderInMemory(ProjectFolder& parent, const ProjectFolder& folder)
@@ -375,6 +392,7 @@ void Project::removeFolderInMemory(ProjectFolder& parent, const ProjectFolder& f
     parent.removeFolder(folder);
     syncResourcesWithFolders();
     updateAllResourcesLoadState();
+    updateAllResourcesExportStatus();
 }
 
 void Project::discardLoadedResourceChanges(const path& filePath)
@@ -397,6 +415,7 @@ void Project::refresh(ProjectRefreshResult& result)
         rootFolder_->updateMarkedToDelete(result, {});
     syncResourcesWithFolders();
     updateAllResourcesLoadState();
+    updateAllResourcesExportStatus();
 }
 
 void Project::updateFoldersAndResourceLoadState()
@@ -419,7 +438,82 @@ void Project::syncResourcesWithFolders()
                 wrap = old->second;
             wrap.handler = handler;
         });
+    // The export targets know the same effects.
+    for (const auto& item : resources_)
+        if (synced.find(item.first) == synced.end())
+            for (const auto& target : exportHandlers_)
+                target->removeResource(item.first);
+    for (const auto& item : synced)
+        if (resources_.find(item.first) == resources_.end())
+            for (const auto& target : exportHandlers_)
+                target->addResource(*item.second.handler);
     resources_.swap(synced);
+}
+
+// Export.
+
+ExportHandler& Project::exportHandler(EnumExportHandlers index) const
+{
+    DEBUG_ASSERT(index < EH_Count);
+    return *exportHandlers_[index];
+}
+
+ExportHandlerCs& Project::exportHandlerCs() const
+{
+    return static_cast<ExportHandlerCs&>(*exportHandlers_[EH_Cs]);
+}
+
+ExportHandlerCs& Project::exportHandlerUnity() const
+{
+    return static_cast<ExportHandlerCs&>(*exportHandlers_[EH_Unity]);
+}
+
+void Project::removeExportedFiles(const ProjectResourceHandler& handler) const
+{
+    for (const auto& target : exportHandlers_)
+        if (target->enabled())
+            target->removeExportedFileIfExists(handler);
+}
+
+boost::optional<std::vector<EnumExportHandlers>>
+Project::doesResourceNeedExport(const ProjectResourceHandler& handler) const
+{
+    std::vector<EnumExportHandlers> targets;
+    for (unsigned int i = 0; i < EH_Count; ++i)
+        if (exportHandlers_[i]->enabled() && exportHandlers_[i]->doesNeedExport(handler))
+            targets.push_back(static_cast<EnumExportHandlers>(i));
+    if (targets.empty())
+        return boost::none;
+    return targets;
+}
+
+std::vector<std::pair<EnumExportHandlers, Project::path>>
+Project::makeUnexportedResourcesList() const
+{
+    std::vector<std::pair<EnumExportHandlers, path>> list;
+    for (const auto& item : resources_)
+        for (unsigned int i = 0; i < EH_Count; ++i)
+            if (exportHandlers_[i]->enabled() &&
+                exportHandlers_[i]->doesNeedExport(*item.second.handler))
+                list.emplace_back(static_cast<EnumExportHandlers>(i), item.first);
+    return list;
+}
+
+void Project::updateAllResourcesExportStatus()
+{
+    for (const auto& target : exportHandlers_)
+        if (target->enabled())
+            for (const auto& item : resources_)
+                target->updateExportStatus(*item.second.handler);
+}
+
+unsigned int Project::cleanExportDirectories() const
+{
+    unsigned int count = 0;
+    for (const auto& target : exportHandlers_)
+        if (target->enabled())
+            count += target->cleanExportDirectory();
+    return count;
 }
 
 // Auto-save recovery.

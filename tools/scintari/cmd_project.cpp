@@ -20,6 +20,7 @@
 #include "revision_saveload/sl_exceptions.h"
 #include "scintari_command.h"
 #include "scintari_input.h"
+#include "scintari_model.h"
 
 namespace
 {
@@ -159,30 +160,11 @@ void printSettings(const Plm::Project& project)
 // Opens a project and reads its folder tree; null after a message when it is refused.
 std::unique_ptr<Plm::Project> openProject(const std::string& file)
 {
-    // The same bounds as every input of the tool, before the model reads anything.
-    std::vector<std::uint8_t> bytes;
     std::string why;
-    if (!Scintari::readInputFile(file, bytes, why))
-    {
+    std::unique_ptr<Plm::Project> project = Scintari::openProject(file, why);
+    if (!project)
         refuse(why);
-        return nullptr;
-    }
-    try
-    {
-        std::unique_ptr<Plm::Project> project = Plm::Project::open(file);
-        project->updateFoldersAndResourceLoadState();
-        return project;
-    }
-    catch (const Sl::Exception& e)
-    {
-        refuse(file + " is not a project file that this program can read: " +
-               Scintari::describeStreamFailure(e));
-    }
-    catch (const std::exception& e)
-    {
-        refuse(file + ": " + Scintari::describeFailure(e, "the project file"));
-    }
-    return nullptr;
+    return project;
 }
 
 // The .sxed files below the resources folder whose head couldn't be read.

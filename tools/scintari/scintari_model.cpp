@@ -17,6 +17,7 @@
 #include "particle_layout_model/plm_guide_rotation.h"
 #include "particle_layout_model/plm_guide_termination.h"
 #include "particle_layout_model/plm_guide_value.h"
+#include "particle_layout_model/plm_project.h"
 #include "particle_layout_model/plm_project_resource_handler.h"
 #include "particle_layout_model/plm_system.h"
 #include "revision_saveload/sl_exceptions.h"
@@ -224,6 +225,30 @@ bool compileSystem(const Plm::System& system, std::ostream& marks, std::vector<u
         return false;
     }
     return true;
+}
+
+std::unique_ptr<Plm::Project> openProject(const std::string& path, std::string& why)
+{
+    // The same bounds as every input of the tool, before the model reads anything.
+    std::vector<std::uint8_t> bytes;
+    if (!readInputFile(path, bytes, why))
+        return nullptr;
+    try
+    {
+        std::unique_ptr<Plm::Project> project = Plm::Project::open(path);
+        project->updateFoldersAndResourceLoadState();
+        return project;
+    }
+    catch (const Sl::Exception& e)
+    {
+        why =
+            path + " is not a project file that this program can read: " + describeStreamFailure(e);
+    }
+    catch (const std::exception& e)
+    {
+        why = path + ": " + describeFailure(e, "the project file");
+    }
+    return nullptr;
 }
 
 bool readPlayableEffect(const std::string& path, std::vector<uint8_t>& bytes, std::string& why,

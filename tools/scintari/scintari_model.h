@@ -12,6 +12,7 @@
 namespace Plm
 {
 class Emitter;
+class Project;
 class ProjectResourceHandler;
 class System;
 class SystemExportCompiler;
@@ -47,6 +48,10 @@ std::shared_ptr<Plm::ProjectResourceHandler> openEffectFile(const std::string& p
 // compiled without them. False, with `why`, when a limit of the compiled format is broken.
 bool compileSystem(const Plm::System& system, std::ostream& marks, std::vector<uint8_t>& bytes,
                    bool& complete, std::string& why);
+
+// Opens a project file and reads its folder tree. On refusal: null, and `why` says why, e.g.
+// "p.sxproj is not a project file that this program can read: the data is damaged".
+std::unique_ptr<Plm::Project> openProject(const std::string& path, std::string& why);
 
 // What `run` and `render` play: the bytes of a compiled effect, or of an effect file
 // compiled in memory (its marks go to `marks`). False, with `why`, for a refused file.

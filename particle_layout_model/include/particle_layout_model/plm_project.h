@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
+#include <array>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -14,6 +15,7 @@
 #include <boost/uuid/uuid.hpp>
 
 #include "particle_layout_model/plm_access_key.h"
+#include "particle_layout_model/plm_export_handler.h"
 
 namespace Sl
 {
@@ -251,7 +253,23 @@ public:
     // The list of resources follows the tree: wraps of files gone from it go, new files get one.
     void syncResourcesWithFolders();
 
+    // Export. The three targets exist whether enabled or not, and follow the resources.
+    ExportHandler& exportHandler(EnumExportHandlers index) const;
+    ExportHandlerCs& exportHandlerCs() const;
+    ExportHandlerCs& exportHandlerUnity() const;
+    // The enabled targets on which the effect needs export, or nothing if none.
+    boost::optional<std::vector<EnumExportHandlers>>
+    doesResourceNeedExport(const ProjectResourceHandler& handler) const;
+    // For every effect and every enabled target that needs it: the target and the path.
+    std::vector<std::pair<EnumExportHandlers, path>> makeUnexportedResourcesList() const;
+    void updateAllResourcesExportStatus();
+    // Cleans the folders of the enabled targets; the number of files removed.
+    unsigned int cleanExportDirectories() const;
+
 private:
+    void constructExportHandlers();
+    // Files exported for an effect that is about to move or go.
+    void removeExportedFiles(const ProjectResourceHandler& handler) const;
     void resetRootFolder();
     void markSourcesRecursive(const ResourceWrap& wrap);
     void extractResourcesFromFolder(const ProjectFolder& folder);
@@ -267,6 +285,7 @@ private:
     std::unique_ptr<ProjectFolder> rootFolder_;
     uint32_t aquiredGroupMasks_ = 0;
     std::map<path, ResourceWrap> resources_;
+    std::array<std::unique_ptr<ExportHandler>, EH_Count> exportHandlers_;
 };
 
 }  // namespace Plm
