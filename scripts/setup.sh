@@ -4,8 +4,8 @@
 set -euo pipefail
 
 packages=(
-  # toolchain
-  g++ cmake ninja-build ccache clang
+  # toolchain (pkg-config: the runtime package's check builds the example host through it)
+  g++ cmake ninja-build ccache clang pkg-config
   # Qt 5 and the docking system
   qtbase5-dev libqt5opengl5-dev libqt5svg5-dev libqt-advanced-docking-system-dev
   # libraries

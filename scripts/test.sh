@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, runs every test, then each fuzz target for a bounded time.
-# Both run whatever the other gave; a summary of the two ends the output, with CTest's own
-# summary lines last. Exits non-zero when anything fails.
+# Installs what is missing, builds, runs every test, then the runtime's package check
+# (scripts/runtime_package.sh: the runtime-only build installed and the example host built and run
+# against it), the runtime's ThreadSanitizer tests (scripts/tsan.sh) and each fuzz target for a
+# bounded time. Each runs whatever the others gave; a summary of all ends the output, with
+# CTest's own summary lines last. Exits non-zero when anything fails.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
@@ -17,12 +19,26 @@ set +e
 (cd build && xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" \
   ctest --output-on-failure -j2 --no-tests=error) 2>&1 | tee "$ctest_log"
 tests_status=${PIPESTATUS[0]}
+bash scripts/runtime_package.sh
+package_status=$?
+bash scripts/tsan.sh
+tsan_status=$?
 bash scripts/fuzz.sh "${FUZZ_SECONDS:-225}"
 fuzz_status=$?
 set -e
 
 echo
 echo "== summary"
+if [ "$package_status" -eq 0 ]; then
+  echo "runtime package: passed"
+else
+  echo "runtime package: FAILED (scripts/runtime_package.sh exit code $package_status; see the output above)"
+fi
+if [ "$tsan_status" -eq 0 ]; then
+  echo "tsan: passed"
+else
+  echo "tsan: FAILED (scripts/tsan.sh exit code $tsan_status; see the output above)"
+fi
 if [ "$fuzz_status" -eq 0 ]; then
   echo "fuzzers: passed"
 else
@@ -39,4 +55,5 @@ if grep -q "tests passed, " "$ctest_log"; then
 else
   tail -n 20 "$ctest_log"
 fi
-[ "$tests_status" -eq 0 ] && [ "$fuzz_status" -eq 0 ]
+[ "$tests_status" -eq 0 ] && [ "$fuzz_status" -eq 0 ] && [ "$package_status" -eq 0 ] &&
+  [ "$tsan_status" -eq 0 ]

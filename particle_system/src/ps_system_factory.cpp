@@ -7,10 +7,14 @@
 #include "particle_system/ps_limits.h"
 #include "particle_system/ps_mesh_factory.h"
 #include "particle_system/ps_system.h"
+#include "particle_system/ps_system_inst.h"
 #include "particle_system/ps_value_io.h"
 #include "revision_saveload/sl_exceptions.h"
+#include "revision_saveload/sl_loader_bin_array.h"
 #include "revision_saveload/sl_scoped_group.h"
 
+#include <limits>
+#include <new>
 #include <vector>
 
 namespace Ps
@@ -26,7 +30,235 @@ public:
     using System::System;
 };
 
+HostError makeError(HostErrorKind kind, std::string message,
+                    std::optional<uint64> offset = std::nullopt)
+{
+    HostError error;
+    error.kind = kind;
+    error.message = std::move(message);
+    error.offset = offset;
+    return error;
+}
+
+// Where loading `data` stops with a stream failure or a broken check: the two passes again, the
+// second into a scratch pool. Nothing when they don't stop (or the pool can't be had).
+std::optional<uint64> locateLoadFailure(const uint8* data, uint32 size, const Context& context)
+{
+    uint32 poolSize = 0;
+    {
+        std::unique_ptr<Sl::LoaderBinArray> loader;
+        try
+        {
+            // The loader reads the header byte as it is made: a failure there is at byte 0.
+            loader = std::make_unique<Sl::LoaderBinArray>(data, size);
+        }
+        catch (const Sl::Exception&)
+        {
+            return 0;
+        }
+        try
+        {
+            poolSize = SystemFactory::computePoolSize(*loader, context);
+        }
+        catch (const Sl::Exception&)
+        {
+            return loader->position();
+        }
+        catch (const Debug::CheckException&)
+        {
+            return loader->position();
+        }
+    }
+    if (poolSize > context.getMemoryBudget())
+        return std::nullopt;
+    std::unique_ptr<uint8[]> pool(new (std::nothrow) uint8[poolSize ? poolSize : 1]());
+    if (!pool)
+        return std::nullopt;
+    Sl::LoaderBinArray loader(data, size);
+    Allocator allocator(pool.get(), poolSize);
+    try
+    {
+        SystemFactory::staticCreateFromLoader(loader, context, allocator);
+    }
+    catch (const Sl::Exception&)
+    {
+        return loader.position();
+    }
+    catch (const Debug::CheckException&)
+    {
+        return loader.position();
+    }
+    return std::nullopt;
+}
+
+std::string atByte(std::optional<uint64> offset)
+{
+    return offset ? " at byte " + std::to_string(*offset) : std::string();
+}
+
+// What a call of the host's interface threw, as a value. `what` names the object in the
+// messages of memory ("to load the effect").
+HostError describeCurrentException(const char* what)
+{
+    try
+    {
+        throw;
+    }
+    catch (const LimitException& e)
+    {
+        return makeError(e.getKind() == LimitException::LK_UpdateTime ? HostErrorKind::UpdateTime
+                                                                      : HostErrorKind::Limit,
+                         e.what());
+    }
+    catch (const Debug::CheckException& e)
+    {
+        return makeError(HostErrorKind::Failed, std::string("a check failed: ") + e.what());
+    }
+    catch (const std::bad_alloc&)
+    {
+        return makeError(HostErrorKind::OutOfMemory,
+                         std::string("there is not enough memory ") + what);
+    }
+    catch (const std::exception& e)
+    {
+        return makeError(HostErrorKind::Failed, e.what());
+    }
+    catch (...)
+    {
+        return makeError(HostErrorKind::Failed, "an unknown failure");
+    }
+}
+
 }  // namespace
+
+LoadResult loadSystem(const uint8* data, uint64 size, Context& context) noexcept
+{
+    LoadResult result;
+    try
+    {
+        if (size > std::numeric_limits<uint32>::max())
+        {
+            result.error =
+                makeError(HostErrorKind::Limit, "the effect is too large: " + std::to_string(size) +
+                                                    " bytes, more than a compiled effect may have");
+            return result;
+        }
+        const auto size32 = static_cast<uint32>(size);
+        try
+        {
+            result.shell = std::make_unique<MemManagedSystemShell>(data, size32, context);
+        }
+        catch (const LimitException&)
+        {
+            result.error = describeCurrentException("to load the effect");
+        }
+        catch (const Sl::Exception& e)
+        {
+            const std::optional<uint64> at = locateLoadFailure(data, size32, context);
+            if (dynamic_cast<const Sl::EndOfBufferException*>(&e))
+                result.error = makeError(HostErrorKind::DataEndsEarly,
+                                         "the data ends too early" + atByte(at), at);
+            else if (dynamic_cast<const Sl::OldLoaderVersionException*>(&e))
+                result.error = makeError(HostErrorKind::NewerFormat,
+                                         "a part of the data" + atByte(at) +
+                                             " was written by a newer version of the program",
+                                         at);
+            else if (dynamic_cast<const Sl::WrongTypeException*>(&e))
+                result.error = makeError(
+                    HostErrorKind::Damaged,
+                    "a value" + atByte(at) + " is of another type than the one expected there", at);
+            else
+                result.error =
+                    makeError(HostErrorKind::Damaged, "the data is damaged" + atByte(at), at);
+        }
+        catch (const Debug::CheckException&)
+        {
+            const std::optional<uint64> at = locateLoadFailure(data, size32, context);
+            result.error =
+                makeError(HostErrorKind::Damaged, "the effect is damaged" + atByte(at), at);
+        }
+        catch (...)
+        {
+            result.error = describeCurrentException("to load the effect");
+        }
+    }
+    catch (...)
+    {
+        // Only the making of a message can fail here, for want of memory.
+        result.shell.reset();
+        result.error.kind = HostErrorKind::OutOfMemory;
+    }
+    return result;
+}
+
+InstResult createSystemInst(const System& system, const glm::vec3& position,
+                            const glm::quat& rotation) noexcept
+{
+    InstResult result;
+    try
+    {
+        try
+        {
+            result.inst = std::make_unique<MemManagedSystemInst>(system, position, rotation);
+        }
+        catch (...)
+        {
+            result.error = describeCurrentException("to make an instance of the effect");
+        }
+    }
+    catch (...)
+    {
+        result.error.kind = HostErrorKind::OutOfMemory;
+    }
+    return result;
+}
+
+HostError updateSystemInst(SystemInst& inst, const glm::vec3& position, const glm::quat& rotation,
+                           float dt) noexcept
+{
+    try
+    {
+        try
+        {
+            inst.update(position, rotation, dt);
+            return HostError();
+        }
+        catch (...)
+        {
+            return describeCurrentException("to update the instance");
+        }
+    }
+    catch (...)
+    {
+        HostError error;
+        error.kind = HostErrorKind::OutOfMemory;
+        return error;
+    }
+}
+
+HostError constructSystemInst(SystemInst& inst, const glm::vec3& cameraDir,
+                              const glm::vec3& cameraUp, const glm::vec3& cameraRight,
+                              const std::optional<RenderConfig>& config) noexcept
+{
+    try
+    {
+        try
+        {
+            inst.construct(cameraDir, cameraUp, cameraRight, config);
+            return HostError();
+        }
+        catch (...)
+        {
+            return describeCurrentException("to build the geometry");
+        }
+    }
+    catch (...)
+    {
+        HostError error;
+        error.kind = HostErrorKind::OutOfMemory;
+        return error;
+    }
+}
 
 SystemFactory::SystemFactory(const Context& context) : context_(context) {}
 

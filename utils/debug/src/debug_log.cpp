@@ -18,6 +18,7 @@
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
 
+#include "debug/debug_log_handler.h"
 #include "debug/debug_log_worker.h"
 
 namespace Debug
@@ -375,8 +376,12 @@ std::size_t pendingRecordCount()
     return s.pending.size();
 }
 
-void logMessage(LogLevel level, const char* file, int line, const char* function,
-                const std::string& text)
+namespace
+{
+
+// The logger's handler of the records of logMessage: to the worker, or into memory while none runs.
+void logToWorker(LogLevel level, const char* file, int line, const char* function,
+                 const std::string& text)
 {
     State& s = state();
     const spdlog::level::level_enum spdLevel = toSpdLevel(level);
@@ -396,5 +401,12 @@ void logMessage(LogLevel level, const char* file, int line, const char* function
     if (level == LogLevel::Fatal)
         flushLog();
 }
+
+// Installed before the program's ordinary static initialisers (priority 101 is the first one
+// open to programs), so that every record of a program that holds the logger, from the very
+// first, reaches a worker or waits in memory for one.
+__attribute__((constructor(101))) void installWorkerHandler() { setLogHandler(&logToWorker); }
+
+}  // namespace
 
 }  // namespace Debug
