@@ -11,6 +11,7 @@
 #include "particle_layout_model/plm_project_resource.h"
 #include "particle_layout_model/plm_project_resource_handler.h"
 #include "particle_layout_model/plm_system.h"
+#include "cmd_effect_text.h"
 #include "scintari_command.h"
 #include "scintari_model.h"
 
@@ -47,11 +48,15 @@ const char* const help =
     "  or why it can't be read, and the exit code is 2; nothing is written. Bad arguments:\n"
     "  exit code 1.\n";
 
+const std::string fullHelp = std::string(help) + "\n" + Scintari::effectTextHelp;
+
 int usage(const std::string& why)
 {
     std::cerr << "scintari effect: " << why
               << "\nusage: scintari effect new <file.sxed>\n"
-                 "       scintari effect info <file.sxed>\n";
+                 "       scintari effect info <file.sxed>\n"
+                 "       scintari effect dump <file.sxed>\n"
+                 "       scintari effect load <file.json> -o <file.sxed> [--force]\n";
     return 1;
 }
 
@@ -139,6 +144,11 @@ int makeNew(const std::string& path)
 
 int runEffect(const std::vector<std::string>& args)
 {
+    if (!args.empty() && (args[0] == "dump" || args[0] == "load"))
+    {
+        const std::vector<std::string> rest(args.begin() + 1, args.end());
+        return args[0] == "dump" ? Scintari::runEffectDump(rest) : Scintari::runEffectLoad(rest);
+    }
     if (args.size() != 2)
         return usage(args.empty() ? "new or info?" : "one subcommand and one file");
     const std::string& path = args[1];
@@ -161,6 +171,7 @@ int runEffect(const std::vector<std::string>& args)
 }
 
 const Scintari::CommandRegistration registration(Scintari::Command{
-    "effect", "make a new effect file, or show what an effect file holds", help, runEffect});
+    "effect", "make, show, dump as JSON or load from JSON an effect file", fullHelp.c_str(),
+    runEffect});
 
 }  // namespace
