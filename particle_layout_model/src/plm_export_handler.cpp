@@ -193,16 +193,29 @@ void TextFileExportHandler::updateExportedResource(const ProjectResourceHandler&
         error = FormatErr{ER_CannotCreateDirectory, {file.parent_path().string()}};
         return;
     }
+    // Written whole beside the file and renamed over it: a failure leaves the old file as it
+    // was, and nothing half-written.
+    const path temporary = path(file).concat(".tmp");
+    bool written = false;
     {
-        std::ofstream out(file.string(), std::ios::binary | std::ios::trunc);
-        if (!out)
+        std::ofstream out(temporary.string(), std::ios::binary | std::ios::trunc);
+        if (out)
         {
-            error = FormatErr{ER_CannotOpenFile, {file.string()}};
-            return;
+            writeExportVersion(out, handler);
+            out.write(reinterpret_cast<const char*>(bytes.data()),
+                      static_cast<std::streamsize>(bytes.size()));
+            out.close();
+            written = static_cast<bool>(out);
         }
-        writeExportVersion(out, handler);
-        out.write(reinterpret_cast<const char*>(bytes.data()),
-                  static_cast<std::streamsize>(bytes.size()));
+    }
+    if (written)
+        boost::filesystem::rename(temporary, file, code);
+    if (!written || code)
+    {
+        boost::system::error_code ignored;
+        boost::filesystem::remove(temporary, ignored);
+        error = FormatErr{ER_CannotOpenFile, {file.string()}};
+        return;
     }
     // The file was just rewritten: its cached time says nothing, even when the clock's second
     // is the same as at the last write.

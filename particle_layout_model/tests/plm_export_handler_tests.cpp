@@ -155,6 +155,18 @@ TEST_F(ExportHandlers, ExportStateFollowsTheFileHead)
     EXPECT_TRUE(js.doesNeedExport(*h));
     js.removeExportedFileIfExists(*h);  // nothing there: no harm
 
+    // A file that can't be written (a folder stands in its place): the error names it, and
+    // nothing is left beside it.
+    boost::filesystem::create_directories(unity.getExportPath(*h));
+    unity.updateExportedResource(*h, {'x'}, error);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code, ExportHandler::ER_CannotOpenFile);
+    EXPECT_EQ(error->params, std::vector<std::string>{unity.getExportPath(*h).string()});
+    EXPECT_EQ(std::distance(boost::filesystem::directory_iterator(unity.rootPath() / "fx"),
+                            boost::filesystem::directory_iterator()),
+              1);
+    error = boost::none;
+
     // A root that can't be made: the error names the folder.
     writeText(dir.path() / "blocked", "a file in the way");
     ExportSettingsCs blocked = project->settings().getExportSettingsCs();
