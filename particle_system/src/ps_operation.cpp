@@ -27,27 +27,27 @@ void Operation::registerOutput(const Connection& output)
 
 void Operation::setEmitterDataDisplace(uint32 v)
 {
-    DEBUG_ASSERT(!emitterDataDisplace_);
-    emitterDataDisplace_ = v;
+    DEBUG_ASSERT(!hasEmitterDataDisplace_);
+    hasEmitterDataDisplace_ = true;
     emitterDataOffset_ = v;
 }
 
 void Operation::setParticleDataDisplace(uint32 v)
 {
-    DEBUG_ASSERT(!particleDataDisplace_);
-    particleDataDisplace_ = v;
+    DEBUG_ASSERT(!hasParticleDataDisplace_);
+    hasParticleDataDisplace_ = true;
     particleDataOffset_ = v;
 }
 
 void Operation::setEmitterDataSize(uint32 size)
 {
-    DEBUG_ASSERT(!emitterDataDisplace_);
+    DEBUG_ASSERT(!hasEmitterDataDisplace_);
     emitterDataSize_ = Allocator::aligned(size);
 }
 
 void Operation::setParticleDataSize(uint32 size)
 {
-    DEBUG_ASSERT(!particleDataDisplace_);
+    DEBUG_ASSERT(!hasParticleDataDisplace_);
     particleDataSize_ = Allocator::aligned(size);
 }
 

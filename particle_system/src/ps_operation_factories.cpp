@@ -68,13 +68,18 @@ struct TableEntry
 {
     EnumOperationFactories type;
     uint32 size;
-    const OperationFactory* (*place)(Allocator&);
+    const OperationFactory* (*place)(Allocator&, EnumOperationFactories);
 };
 
 template <class Factory>
-const OperationFactory* placeFactory(Allocator& allocator)
+const OperationFactory* placeFactory(Allocator& allocator, EnumOperationFactories type)
 {
-    return allocator.create<Factory>();
+    return allocator.create<Factory>(type);
+}
+
+[[maybe_unused]] const OperationFactory* placeNotBuilt(Allocator& allocator, EnumOperationFactories)
+{
+    return allocator.create<OperationFactoryNotBuilt>();
 }
 
 template <class Op>
@@ -85,7 +90,7 @@ constexpr TableEntry op(EnumOperationFactories type)
 
 [[maybe_unused]] constexpr TableEntry notBuilt(EnumOperationFactories type)
 {
-    return {type, sizeof(OperationFactoryNotBuilt), &placeFactory<OperationFactoryNotBuilt>};
+    return {type, sizeof(OperationFactoryNotBuilt), &placeNotBuilt};
 }
 
 const TableEntry kTable[] = {
@@ -185,7 +190,7 @@ void createOperationFactories(Allocator& allocator, const OperationFactory* (&ta
     for (uint32 i = 0; i < OF_Count; ++i)
     {
         DEBUG_ASSERT(kTable[i].type == i);
-        table[i] = kTable[i].place(allocator);
+        table[i] = kTable[i].place(allocator, kTable[i].type);
     }
 }
 

@@ -55,6 +55,9 @@ public:
         float distance;
     };
 
+    // The steps of one walk of the update (defined with the walk; no part of the host's API).
+    struct WalkProgram;
+
     static EmitterInst* createInPool(uint8* pool, SystemInst& systemInst, const Emitter& emitter,
                                      const glm::vec3& position, const glm::quat& rotation);
     // The block after the object.
@@ -126,6 +129,21 @@ public:
     const uint8* getParticleDynamicDataAt(uint32 i) const { return particle(i); }
     uint32 getMaxNumParticles() const;
 
+    // How update walks the particles (see WalkProgram in the source): the general walk, one
+    // virtual call per operation; a program of steps through the working area; a program on the
+    // particles' records; the same by batches of particles. For tests and tools.
+    enum EnumWalk : uint8
+    {
+        WK_General = 0,
+        WK_WorkingArea = 1,
+        WK_InPlace = 2,
+        WK_Batches = 3,
+    };
+    EnumWalk getWalk() const;
+    // Off: every instance takes the general walk (to compare the two).
+    static void setWalkPrograms(bool on);
+    static bool walkPrograms();
+
     // Checks both lists: every particle is in exactly one, the active count matches. Run after
     // each removal when linkage checks are on (they cost a walk over the pool).
     void assertLinkage() const;
@@ -144,6 +162,16 @@ private:
     {
         return reinterpret_cast<ParticleInfo*>(particle(i) + infoOffset_);
     }
+
+    // The walk of the update over the active list. The usual walk runs a program of steps made
+    // from the update and terminator chains at the start of the walk (see WalkProgram in the
+    // source); the general walk, one virtual call per operation, serves the chains too long for
+    // a program and is the reference the program keeps to.
+    void walkParticles(float dt);
+    void walkGeneric(float dt);
+    bool buildWalkProgram(WalkProgram& program) const;
+    template <bool InPlace>
+    void walkProgram(const WalkProgram& program, float dt);
 
     bool killParticleIfReady(uint32 i, std::optional<uint32> prev);
     void sort(const glm::vec3& cameraDir);

@@ -115,10 +115,25 @@ public:
         return *outputs_[i];
     }
 
-    const std::optional<uint32>& getEmitterDataDisplace() const { return emitterDataDisplace_; }
-    const std::optional<uint32>& getParticleDataDisplace() const { return particleDataDisplace_; }
+    std::optional<uint32> getEmitterDataDisplace() const
+    {
+        return hasEmitterDataDisplace_ ? std::optional<uint32>(emitterDataOffset_) : std::nullopt;
+    }
+    std::optional<uint32> getParticleDataDisplace() const
+    {
+        return hasParticleDataDisplace_ ? std::optional<uint32>(particleDataOffset_) : std::nullopt;
+    }
     void setEmitterDataDisplace(uint32 v);
     void setParticleDataDisplace(uint32 v);
+
+    // The entry of the runtime's table of operation factories that made the operation (a value
+    // of Ps::EnumOperationFactories), or kNoFactoryType for one made otherwise (the constants of
+    // inputs). The walk of the update runs the simplest kinds without a virtual call, reading
+    // the `Data` records those kinds keep (see EmitterInst::WalkProgram).
+    static constexpr uint8 kNoFactoryType = 0xFF;
+    uint8 getFactoryType() const { return factoryType_; }
+    // Called once, by the factory that made the operation.
+    void setFactoryType(uint8 type) { factoryType_ = type; }
 
     // The displacements as plain offsets (0 when there is none), for the address arithmetic of
     // the instance.
@@ -136,12 +151,13 @@ protected:
 private:
     uint32 emitterDataSize_;
     uint32 particleDataSize_;
-    std::optional<uint32> emitterDataDisplace_;
-    std::optional<uint32> particleDataDisplace_;
     uint32 emitterDataOffset_ = 0;
     uint32 particleDataOffset_ = 0;
     uint32 numOutputs_ = 0;
     uint32 maxOutputs_;
+    bool hasEmitterDataDisplace_ = false;
+    bool hasParticleDataDisplace_ = false;
+    uint8 factoryType_ = kNoFactoryType;
     const Connection** outputs_;
 };
 

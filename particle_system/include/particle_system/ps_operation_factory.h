@@ -153,10 +153,16 @@ public:
             return std::nullopt;
     }
 
+    // `type`: the entry of the table that this factory fills, recorded in each operation it
+    // makes (Operation::getFactoryType).
+    explicit OperationFactoryTyped(uint8 type = Operation::kNoFactoryType) : type_(type) {}
+
     Operation* createOperation(Sl::Loader& loader, EmitterFactory& emitterFactory,
                                Allocator& allocator) const override
     {
-        return allocator.create<T>(loader, emitterFactory, allocator);
+        T* op = allocator.create<T>(loader, emitterFactory, allocator);
+        op->setFactoryType(type_);
+        return op;
     }
 
     uint32 computePoolSize(Sl::Loader& loader) const override
@@ -164,6 +170,9 @@ public:
         return Allocator::checkedSize(static_cast<uint64>(Allocator::aligned(sizeof(T))) +
                                       T::computePoolSize(loader));
     }
+
+private:
+    uint8 type_;
 };
 
 }  // namespace Ps
