@@ -3,10 +3,6 @@
 // one loaded system at once here, and each must give, byte for byte, what the same instance gives
 // when it runs alone. scripts/tsan.sh runs these tests under ThreadSanitizer, which also reports
 // any unordered access to shared state on the way.
-//
-// The expression operation keeps its executor's working cells in the effect's pool, shared by
-// all instances, so effects with expressions are not in this table: they break the rule until
-// each instance works in cells of its own.
 
 #include <atomic>
 #include <cstdint>
@@ -19,6 +15,7 @@
 #include "particle_system/ps_system_factory.h"
 #include "ps_determinism_dump.h"
 #include "ps_func_test_bytes.h"
+#include "ps_functions_effect.h"
 #include "ps_test_runtime.h"
 #include "test_support/ps_constructor_test_writer.h"
 #include "test_support/ps_test_effect_writer.h"
@@ -83,6 +80,7 @@ std::vector<uint8_t> trailsEffect(bool fixedSeed)
     return effect.bytes();
 }
 
+std::vector<uint8_t> functionsEffect() { return PsTest::functionsEffect(11); }
 std::vector<uint8_t> trailsFixed() { return trailsEffect(true); }
 std::vector<uint8_t> trailsFromContext() { return trailsEffect(false); }
 
@@ -288,6 +286,7 @@ const ThreadCase kThreadCases[] = {
     {"shared_data_fixed_seed", &sharedDataEffect, true},
     {"trails_fixed_seed", &trailsFixed, true},
     {"trails_seeds_from_context", &trailsFromContext, false},
+    {"functions_with_expressions", &functionsEffect, true},
 };
 
 INSTANTIATE_TEST_SUITE_P(Effects, PsThreads, testing::ValuesIn(kThreadCases),

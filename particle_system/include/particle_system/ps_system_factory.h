@@ -59,8 +59,6 @@ class SystemInst;
 // - Making an instance of an effect without a fixed seed draws its seed from the Context's
 //   generator, which is not synchronised: make such instances one at a time (for example on the
 //   loading thread). An instance of a fixed-seed effect reads the context only.
-// - The expression operation keeps its executor's working cells in the system's pool: the
-//   instances of an effect with expression blocks must all run on one thread for now.
 // - The log handler (debug_log_handler.h) is called on the thread that logs.
 // ps_threads_test.cpp runs instances of one system on four threads under ThreadSanitizer
 // (scripts/tsan.sh).

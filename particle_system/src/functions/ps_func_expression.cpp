@@ -42,6 +42,8 @@ FuncExpression::FuncExpression(Sl::Loader& loader, EmitterFactory& factory, Allo
     DEBUG_ASSERT(exprPoolSize == Expr::Executor::computePoolSizeNoObj(code, exprDataSize));
     uint8* executorPool = allocator.alloc(exprPoolSize);
     executor_ = allocator.create<Expr::Executor>(executorPool, code, exprDataSize);
+    code_ = code;
+    codeSize_ = exprDataSize;
 
     numInputs_ = readU32(loader);
     // dt is the executor's last input, a float.
@@ -58,7 +60,9 @@ FuncExpression::FuncExpression(Sl::Loader& loader, EmitterFactory& factory, Allo
     const Expr::EnumValueType resultType = executor_->getResultType();
     resultSize_ = Expr::getTypeSize(resultType);
     // Rounded up so that whatever follows in the emitter data stays aligned for pointers.
-    setEmitterDataSize(Allocator::aligned(getResultOffset() + resultSize_));
+    executorOffset_ = Allocator::aligned(getResultOffset() + resultSize_);
+    executorPoolOffset_ = executorOffset_ + Allocator::aligned(sizeof(Expr::Executor));
+    setEmitterDataSize(executorPoolOffset_ + Allocator::aligned(exprPoolSize));
     const Connection* output = nullptr;
     switch (resultType)
     {
@@ -99,15 +103,18 @@ void FuncExpression::initEmitterData(EmitterInst& inst)
     const void** addresses = static_cast<const void**>(inst.getVoidPtrStaticData(*this));
     for (uint32 i = 0; i < numInputs_; ++i)
         addresses[i] = inputs_[i]->getVoidPtr(inst);
+    uint8* data = reinterpret_cast<uint8*>(addresses);
+    new (data + executorOffset_) Expr::Executor(data + executorPoolOffset_, code_, codeSize_);
 }
 
 void FuncExpression::process(EmitterInst& inst, float dt)
 {
     uint8* data = static_cast<uint8*>(inst.getVoidPtrStaticData(*this));
-    executor_->setInputs(reinterpret_cast<const void* const*>(data), numInputs_);
-    executor_->setInputRawData(numInputs_, &dt, sizeof(float));
-    executor_->execute();
-    std::memcpy(data + getResultOffset(), executor_->getOutputRawData(), resultSize_);
+    Expr::Executor& executor = *reinterpret_cast<Expr::Executor*>(data + executorOffset_);
+    executor.setInputs(reinterpret_cast<const void* const*>(data), numInputs_);
+    executor.setInputRawData(numInputs_, &dt, sizeof(float));
+    executor.execute();
+    std::memcpy(data + getResultOffset(), executor.getOutputRawData(), resultSize_);
 }
 
 }  // namespace Ps

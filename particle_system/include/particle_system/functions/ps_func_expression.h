@@ -21,8 +21,9 @@ class Allocator;
 class EmitterFactory;
 
 // The runtime side of an expression block: byte code of the expression
-// language, run by an Expr::Executor placed in the effect's pool. The same
-// executor serves all instances of the effect (one thread runs them all).
+// language. The effect's pool keeps the code and one executor that checks it
+// at load; each emitter instance runs an executor of its own, placed in its
+// emitter data, so that instances on different threads share no cells.
 //
 // Fields: "expr_data_size" u32; "expr_data" bin (the byte code);
 // "expr_pool_size" u32 (the executor's pool); "num_inputs" u32; "input" In x
@@ -30,7 +31,8 @@ class EmitterFactory;
 // float, last.
 //
 // `Data`: the addresses of the inputs, then the result, of the expression's
-// result type; the single output reads that field.
+// result type (the single output reads that field), then the instance's
+// executor and its pool.
 class FuncExpression final : public Operation
 {
 public:
@@ -64,6 +66,10 @@ public:
 private:
     uint32 numInputs_ = 0;
     uint32 resultSize_ = 0;
+    const uint8* code_ = nullptr;
+    uint32 codeSize_ = 0;
+    uint32 executorOffset_ = 0;
+    uint32 executorPoolOffset_ = 0;
     const Connection** inputs_ = nullptr;
     Expr::Executor* executor_ = nullptr;
     alignas(OwnOutputDesc<float>) unsigned char output_[sizeof(OwnOutputDesc<float>)];
