@@ -17,7 +17,8 @@ class RandomGenerator;
 
 // What all effects share: the table of operation factories, the mesh factory factories, the
 // noise image and a random source for the seeds of instances without a fixed one. It lives in
-// one pool of poolSizeToCreate() bytes and must outlive every system made with it.
+// one pool of poolSizeToCreate() bytes and must outlive every system made with it. Its random
+// source isn't synchronised (the thread rules are in ps_system_factory.h).
 class Context
 {
 public:

@@ -50,7 +50,8 @@ struct RenderStyle
 };
 
 // A compiled effect, loaded once (Ps::SystemFactory) and immutable afterwards but for the texture
-// frames. It lives in one pool and holds pointers into it.
+// frames. It lives in one pool and holds pointers into it. Instances on different threads may
+// share it (the rules are in ps_system_factory.h).
 class System
 {
 public:

@@ -25,6 +25,7 @@ class System;
 // One running effect. It lives in one pool of computePoolSize(system) bytes, given to the
 // constructor; the two debug meshes (wireframe, positions) are the only memory outside it, made
 // in the constructor. Nothing is allocated by update or construct.
+// One instance is used by one thread at a time (ps_system_factory.h tells the thread rules).
 //
 // Time advances in whole frames of System::getFrameTime(): update() absorbs a host's variable
 // step in an accumulator and interpolates the emitter's position and rotation inside the step.
