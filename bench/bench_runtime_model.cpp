@@ -22,6 +22,8 @@
 #include "particle_layout_model/plm_guide_position.h"
 #include "particle_layout_model/plm_guide_value.h"
 #include "particle_layout_model/plm_guide_value_kinds.h"
+#include "particle_layout_model/plm_project_resource.h"
+#include "particle_layout_model/plm_project_resource_handler.h"
 #include "particle_layout_model/plm_system.h"
 #include "particle_system/ps_emitter_inst.h"
 #include "particle_system/ps_mem_managed_context.h"
@@ -118,6 +120,60 @@ void BM_RuntimeModelUpdate(benchmark::State& state)
 }
 // 1: shaped emitters (the noise and the forces dominate); 0: plain ones (the walk dominates).
 BENCHMARK(BM_RuntimeModelUpdate)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond);
+
+#ifdef SCINTARI_SAMPLES_DIR
+// The effects of the samples project as artists start from them, each with 64 instances at
+// different places, so that the update of many small effects is measured as a game runs them.
+const char* const kSamples[] = {"fire", "smoke", "sparks",       "trail",           "fireworks",
+                                "dust", "path",  "painted_area", "expression_ring", "curves"};
+
+void BM_SampleEffectUpdate(benchmark::State& state)
+{
+    static Ps::MemManagedContext context;
+    const std::string name = kSamples[state.range(0)];
+    state.SetLabel(name);
+    const auto handler = Plm::ProjectResourceHandler::openStandalone(
+        std::string(SCINTARI_SAMPLES_DIR) + "/effects/" + name + ".sxed");
+    if (!handler->load())
+    {
+        state.SkipWithError("the sample doesn't load (build the target samples)");
+        return;
+    }
+    const std::vector<std::uint8_t> bytes =
+        Plm::SystemExportCompilerBin::create(
+            handler->getLoadedResource().castToSystemResourceChecked().getResource())
+            ->exportBytes();
+    Ps::MemManagedSystemShell shell(bytes.data(), static_cast<std::uint32_t>(bytes.size()),
+                                    context.get());
+    const glm::quat still(1.0f, 0.0f, 0.0f, 0.0f);
+    std::vector<glm::vec3> places;
+    std::vector<std::unique_ptr<Ps::MemManagedSystemInst>> instances;
+    for (int i = 0; i < 64; ++i)
+    {
+        places.emplace_back(float(i % 8) * 50.0f, float(i / 8) * 50.0f, 0.0f);
+        instances.push_back(
+            std::make_unique<Ps::MemManagedSystemInst>(shell.getSystem(), places.back(), still));
+    }
+    auto frame = [&]
+    {
+        std::uint64_t particles = 0;
+        for (size_t i = 0; i < instances.size(); ++i)
+        {
+            instances[i]->get().updateFrame(places[i], still);
+            particles += instances[i]->get().getStats().numParticles;
+        }
+        return particles;
+    };
+    for (int f = 0; f < 90; ++f)
+        frame();
+    std::uint64_t particles = 0;
+    for (auto _ : state)
+        particles += frame();
+    state.counters["per_particle"] = benchmark::Counter(
+        static_cast<double>(particles), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_SampleEffectUpdate)->DenseRange(0, 9)->Unit(benchmark::kMillisecond);
+#endif
 
 }  // namespace
 
