@@ -4,6 +4,7 @@
 
 #include "boost_ext/boost_ext_uuid.h"
 #include "particle_layout_model/plm_block_func.h"
+#include "particle_layout_model/plm_block_syncer.h"
 #include "particle_layout_model/plm_blocks_factory.h"
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_system.h"
@@ -125,6 +126,57 @@ void Block::separate()
     DEBUG_ASSERT(!isLockedByParentReflection());
     reflSource_ = boost::none;
     upgradeRevision(false);
+}
+
+namespace
+{
+
+// Records the source's revision if it differs from the recorded one (unset counts as
+// different); returns whether it did.
+bool recordSourceRevision(boost::optional<boost::uuids::uuid>& recorded, const Block* source)
+{
+    if (!source || (recorded && *recorded == source->getRevision()))
+        return false;
+    recorded = source->getRevision();
+    return true;
+}
+
+// The block itself, or null if it is of another kind than `target`: a file that pairs blocks
+// of two kinds gives a source that can't be followed.
+Block* sameKind(Block* block, const Block& target)
+{
+    return block && block->getFactoryName() == target.getFactoryName() ? block : nullptr;
+}
+
+}  // namespace
+
+bool Block::syncWithReflectionSource(const BlockSyncer& syncer)
+{
+    DEBUG_ASSERT(&syncer.getTarget() == this);
+    bool changed = recordSourceRevision(sysReflRev_, syncer.getSystemReflSource());
+    changed = recordSourceRevision(emtReflRev_, syncer.getEmitterReflSource()) || changed;
+    changed = recordSourceRevision(dirReflRev_, syncer.getDirectReflSource()) || changed;
+    if (!changed)
+        return false;
+    syncReflectionImpl(syncer);
+    const Block* sourceAnyBlock = syncer.getNearestSource();
+    DEBUG_ASSERT(sourceAnyBlock);
+    // Through resetConnectors, so that links on connectors the source no longer has go.
+    resetConnectors(sourceAnyBlock->connectors_);
+    upgradeRevision(true);
+    return true;
+}
+
+bool Block::syncDeep(System* sourceSystem, Emitter* sourceEmitter, Block* directSource)
+{
+    Block* systemSource =
+        sourceSystem ? sameKind(sourceSystem->findDeepBlockBySystemReflId(systemReflId_), *this)
+                     : nullptr;
+    Block* emitterSource =
+        sourceEmitter ? sameKind(sourceEmitter->findBlockByEmitterReflId(emitterReflId_), *this)
+                      : nullptr;
+    directSource = sameKind(directSource, *this);
+    return syncWithReflectionSource(BlockSyncer(*this, systemSource, emitterSource, directSource));
 }
 
 void Block::extractExternalSources(std::vector<boost::filesystem::path>& paths) const
@@ -281,6 +333,23 @@ void BlockFunc::setPosition(const glm::vec2& position)
 {
     DEBUG_ASSERT(!pinned_ || !isLockedByParentReflection());
     position_ = position;
+}
+
+void BlockFunc::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    // The place on the scheme follows the emitter's or the effect's counterpart; a block's own
+    // source may stand anywhere else.
+    const Block* source = syncer.getEmitterReflSource();
+    if (!source)
+        source = syncer.getSystemReflSource();
+    if (!source)
+        return;
+    const BlockFunc* funcSource = source->castToBlockFunc();
+    DEBUG_ASSERT(funcSource);
+    pinned_ = funcSource->pinned_;
+    homeForce_ = funcSource->homeForce_;
+    if (pinned_)
+        position_ = funcSource->position_;
 }
 
 void BlockFunc::saveImpl(Sl::RevisionSaver& saver) const

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_construct.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "debug/debug_check.h"
 
@@ -65,6 +66,13 @@ void BlockConstruct::loadCommonProps(Sl::RevisionLoader& loader, uint32_t groupV
         position.load(loader);
         obsoletePosition_ = position.get();
     }
+}
+
+void BlockConstruct::syncCommonProps(const BlockSyncer& syncer)
+{
+    syncer.syncProp(&BlockConstruct::exportable_);
+    syncer.syncProp(&BlockConstruct::material_);
+    syncer.syncProp(&BlockConstruct::texture_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_construct_quads.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -209,6 +210,22 @@ void BlockConstructQuads::doExport(EmitterExportCompilerBin& compiler, unsigned 
         saver.write("tex_op_grid_rows", static_cast<uint8_t>(rows));
         compiler.writeInput(*this, "tex_op_grid_index", 6);
     }
+}
+
+void BlockConstructQuads::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncCommonProps(syncer);
+    syncer.syncProp(&BlockConstructQuads::origin_);
+    syncer.syncProp(&BlockConstructQuads::rotationType_);
+    syncer.syncProp(&BlockConstructQuads::facedRotation_);
+    syncer.syncProp(&BlockConstructQuads::sizeType_);
+    syncer.syncProp(&BlockConstructQuads::size_);
+    syncer.syncProp(&BlockConstructQuads::sizeRect_);
+    syncer.syncProp(&BlockConstructQuads::color_);
+    syncer.syncProp(&BlockConstructQuads::alpha_);
+    syncer.syncProp(&BlockConstructQuads::texOp_);
+    syncer.syncProp(&BlockConstructQuads::texOpGridCols_);
+    syncer.syncProp(&BlockConstructQuads::texOpGridRows_);
 }
 
 }  // namespace Plm

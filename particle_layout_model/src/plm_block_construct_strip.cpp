@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_construct_strip.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -116,6 +117,16 @@ void BlockConstructStrip::doExport(EmitterExportCompilerBin& compiler, unsigned 
     compiler.writeInput(*this, "tex_rep", texRep_, 7);
     saver.write("vis_mesh_index", static_cast<uint8_t>(meshIndex));
     saver.write("rend_style_index", static_cast<uint8_t>(styleIndex));
+}
+
+void BlockConstructStrip::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncCommonProps(syncer);
+    syncer.syncProp(&BlockConstructStrip::hasFreeRotation_);
+    syncer.syncProp(&BlockConstructStrip::size_);
+    syncer.syncProp(&BlockConstructStrip::color_);
+    syncer.syncProp(&BlockConstructStrip::alpha_);
+    syncer.syncProp(&BlockConstructStrip::texRep_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_area.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include <algorithm>
 #include <limits>
@@ -121,6 +122,14 @@ void BlockFuncArea::doExport(EmitterExportCompilerBin& compiler, unsigned int op
     saver.write("opt_height", static_cast<uint16_t>(optimized.getHeight()));
     const std::vector<uint8_t>& weights = optimized.getImage();
     saver.writeBinary("v", weights.data(), static_cast<uint32_t>(weights.size()));
+}
+
+// The painted area editor's state stays the block's own.
+void BlockFuncArea::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncArea::area_);
+    syncer.syncProp(&BlockFuncArea::optPixelSize_);
 }
 
 }  // namespace Plm

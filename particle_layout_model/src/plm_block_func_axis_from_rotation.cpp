@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_axis_from_rotation.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -44,6 +45,11 @@ void BlockFuncAxisFromRotation::doExport(EmitterExportCompilerBin& compiler, uns
         compiler.registerOpOutput(axis + 1u, axis);
     ExportBin::OperationScope operation(compiler, Ps::OF_FuncAxisFromRotation);
     compiler.writeInput(*this, "rotation", 0);
+}
+
+void BlockFuncAxisFromRotation::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
 }
 
 }  // namespace Plm

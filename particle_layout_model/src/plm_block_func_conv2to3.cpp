@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_conv2to3.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -53,6 +54,12 @@ void BlockFuncConv2to3::doExport(EmitterExportCompilerBin& compiler, unsigned in
     ExportBin::OperationScope operation(compiler, Ps::OF_FuncConv2to3);
     compiler.writeInput(*this, "input", 0);
     compiler.writeInput(*this, "z", z_, 1);
+}
+
+void BlockFuncConv2to3::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncConv2to3::z_);
 }
 
 }  // namespace Plm

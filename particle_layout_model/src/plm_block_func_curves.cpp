@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_curves.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plot/plot_cache.h"
 #include "revision_saveload/sl_exceptions.h"
@@ -174,6 +175,18 @@ void BlockFuncCurves::doExport(EmitterExportCompilerBin& compiler, unsigned int)
     compiler.writeInput(*this, "input", kInputConnector);
     for (const auto& track : tracks_)
         writeCurve(operation.saver(), track->get());
+}
+
+// The count first, then the tracks by index; the editor's view state stays the block's own.
+void BlockFuncCurves::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncCurves::numTracks_);
+    resizeReflectedList(tracks_, numTracks_.get(),
+                        [this] { return std::make_unique<Prop<Plot>>(*this); });
+    for (unsigned int i = 0; i < tracks_.size(); ++i)
+        syncer.syncProp<BlockFuncCurves>([i](auto& block)
+                                         { return reflectedListItem(block.tracks_, i); });
 }
 
 }  // namespace Plm

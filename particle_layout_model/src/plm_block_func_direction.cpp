@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_direction.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -93,6 +94,15 @@ void BlockFuncDirection<T>::doExport(EmitterExportCompilerBin& compiler, unsigne
     compiler.writeInput(*this, "from", from_, 0);
     compiler.writeInput(*this, "to", to_, 1);
     compiler.writeInput(*this, "length", length_, 2);
+}
+
+template <class T>
+void BlockFuncDirection<T>::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncDirection::from_);
+    syncer.syncProp(&BlockFuncDirection::to_);
+    syncer.syncProp(&BlockFuncDirection::length_);
 }
 
 template class BlockFuncDirection<glm::vec2>;

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_distrib.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include <algorithm>
 
@@ -119,6 +120,15 @@ void BlockFuncDistrib<T>::doExport(EmitterExportCompilerBin& compiler, unsigned 
         for (unsigned int i = 0; i < kNumValues; ++i)
             compiler.writeInput(*this, kNames[i], *values_[i], i + 1);
     }
+}
+
+template <class T>
+void BlockFuncDistrib<T>::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    for (unsigned int i = 0; i < kNumValues; ++i)
+        syncer.syncProp<BlockFuncDistrib>([i](auto& block)
+                                          { return reflectedListItem(block.values_, i); });
 }
 
 template class BlockFuncDistrib<float>;

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_expression.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include <algorithm>
 #include <iterator>
@@ -315,6 +316,33 @@ void BlockFuncExpression::doExport(EmitterExportCompilerBin& compiler, unsigned 
     saver.write("num_inputs", static_cast<uint32_t>(inputs_.size()));
     for (unsigned int i = 0; i < inputs_.size(); ++i)
         compiler.writeInput(*this, "input", kFirstInputConnector + i);
+}
+
+// The output type and its verdict come from the source too: a reflection doesn't parse for
+// itself (see derivesOwnOutput).
+void BlockFuncExpression::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncExpression::expression_);
+    syncer.syncProp(&BlockFuncExpression::numInputs_);
+    resizeReflectedList(inputs_, numInputs_.get(),
+                        [this] { return std::make_unique<Input>(*this); });
+    for (unsigned int i = 0; i < inputs_.size(); ++i)
+    {
+        const auto field = [&syncer, i](auto Input::*member)
+        {
+            syncer.syncProp<BlockFuncExpression>(
+                [member, i](auto& block)
+                {
+                    Input* input = reflectedListItem(block.inputs_, i);
+                    return input ? &(input->*member) : nullptr;
+                });
+        };
+        field(&Input::name_);
+        field(&Input::type_);
+    }
+    syncer.syncProp(&BlockFuncExpression::outputType_);
+    syncer.syncProp(&BlockFuncExpression::outputValid_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_force_move.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "revision_saveload/sl_exceptions.h"
 
@@ -218,6 +219,25 @@ void BlockFuncForceMove<T>::doExport(EmitterExportCompilerBin& compiler, unsigne
     for (unsigned int i = 0; i < velocities_.size(); ++i)
         compiler.writeInput(*this, "velocity", *velocities_[i], CI_Velocities + i);
     compiler.writeInput(*this, "drag", drag_, CI_Drag);
+}
+
+template <class T>
+void BlockFuncForceMove<T>::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    const auto syncList = [this, &syncer](SharedProp<unsigned int> BlockFuncForceMove::*count,
+                                          Items BlockFuncForceMove::*items)
+    {
+        syncer.syncProp(count);
+        resizeReflectedList(this->*items, (this->*count).get(),
+                            [this] { return std::make_unique<Prop<T>>(*this); });
+        for (unsigned int i = 0; i < (this->*items).size(); ++i)
+            syncer.syncProp<BlockFuncForceMove>([items, i](auto& block)
+                                                { return reflectedListItem(block.*items, i); });
+    };
+    syncList(&BlockFuncForceMove::numForces_, &BlockFuncForceMove::forces_);
+    syncList(&BlockFuncForceMove::numVelocities_, &BlockFuncForceMove::velocities_);
+    syncer.syncProp(&BlockFuncForceMove::drag_);
 }
 
 template class BlockFuncForceMove<glm::vec2>;

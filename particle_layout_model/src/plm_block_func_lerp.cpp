@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_lerp.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -97,6 +98,15 @@ void BlockFuncLerp<T>::doExport(EmitterExportCompilerBin& compiler, unsigned int
     compiler.writeInput(*this, "from", from_, 0);
     compiler.writeInput(*this, "to", to_, 1);
     compiler.writeInput(*this, "interp", interp_, 2);
+}
+
+template <class T>
+void BlockFuncLerp<T>::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncLerp::from_);
+    syncer.syncProp(&BlockFuncLerp::to_);
+    syncer.syncProp(&BlockFuncLerp::interp_);
 }
 
 template class BlockFuncLerp<float>;

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_move.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "revision_saveload/sl_exceptions.h"
 
@@ -139,6 +140,29 @@ void BlockFuncMove::doExport(EmitterExportCompilerBin& compiler, unsigned int) c
         compiler.writeInput(*this, "speed", speedProp<glm::vec3>(), 1);
         break;
     }
+}
+
+// The speed's value type follows "type": a new type gets a new speed, which the sources of
+// that type then fill. A source of another type has no speed for this block.
+void BlockFuncMove::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    const EnumConnectorType previousType = getType();
+    syncer.syncProp(&BlockFuncMove::type_);
+    dispatchMoveType(getType(),
+                     [this, &syncer, previousType](auto* tag)
+                     {
+                         using T = std::remove_pointer_t<decltype(tag)>;
+                         if (getType() != previousType)
+                             speed_ = std::make_unique<Prop<T>>(*this);
+                         syncer.syncProp<BlockFuncMove>(
+                             [](auto& block)
+                             {
+                                 return block.getType() == ValueTraits<T>::connectorType
+                                            ? &block.template speedProp<T>()
+                                            : nullptr;
+                             });
+                     });
 }
 
 }  // namespace Plm

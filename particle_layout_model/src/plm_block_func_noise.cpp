@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_noise.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -103,6 +104,18 @@ void BlockFuncNoise::doExport(EmitterExportCompilerBin& compiler, unsigned int) 
     ExportBin::writeValue(saver, "range_high", outputHigh_.get());
     ExportBin::writeValue(saver, "animation", animation_.get());
     saver.write("additive", additive_.get());
+}
+
+void BlockFuncNoise::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncNoise::smoothness_);
+    syncer.syncProp(&BlockFuncNoise::type_);
+    syncer.syncProp(&BlockFuncNoise::outputScale_);
+    syncer.syncProp(&BlockFuncNoise::outputLow_);
+    syncer.syncProp(&BlockFuncNoise::outputHigh_);
+    syncer.syncProp(&BlockFuncNoise::animation_);
+    syncer.syncProp(&BlockFuncNoise::additive_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_path.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include <algorithm>
 
@@ -103,6 +104,13 @@ void BlockFuncPath::doExport(EmitterExportCompilerBin& compiler, unsigned int op
             ExportBin::writeValue(saver, "value", point);
     }
     saver.write("length", cache.getLength());
+}
+
+void BlockFuncPath::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncPath::path_);
+    syncer.syncProp(&BlockFuncPath::subdiv_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_random.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -56,6 +57,13 @@ void BlockFuncRandom::doExport(EmitterExportCompilerBin& compiler, unsigned int)
     ExportBin::OperationScope operation(compiler, Ps::OF_FuncRandom);
     compiler.writeInput(*this, "start", start_, 0);
     compiler.writeInput(*this, "end", end_, 1);
+}
+
+void BlockFuncRandom::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncRandom::start_);
+    syncer.syncProp(&BlockFuncRandom::end_);
 }
 
 }  // namespace Plm

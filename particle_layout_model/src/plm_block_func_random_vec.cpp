@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_random_vec.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -70,6 +71,13 @@ void BlockFuncRandomVec::doExport(EmitterExportCompilerBin& compiler, unsigned i
     ExportBin::OperationScope operation(compiler, type_.get() == VT_Vec2 ? Ps::OF_FuncRandomVec2
                                                                          : Ps::OF_FuncRandomVec3);
     compiler.writeInput(*this, "radius", radius_, 0);
+}
+
+void BlockFuncRandomVec::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncRandomVec::type_);
+    syncer.syncProp(&BlockFuncRandomVec::radius_);
 }
 
 }  // namespace Plm

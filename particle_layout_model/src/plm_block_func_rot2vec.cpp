@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_rot2vec.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -58,6 +59,13 @@ void BlockFuncRot2Vec::doExport(EmitterExportCompilerBin& compiler, unsigned int
     ExportBin::OperationScope operation(compiler, Ps::OF_FuncRot2Vec);
     compiler.writeInput(*this, "angle", angle_, 0);
     compiler.writeInput(*this, "length", length_, 1);
+}
+
+void BlockFuncRot2Vec::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncRot2Vec::angle_);
+    syncer.syncProp(&BlockFuncRot2Vec::length_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_rotation_axis.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -62,6 +63,13 @@ void BlockFuncRotationAxis::doExport(EmitterExportCompilerBin& compiler, unsigne
     ExportBin::OperationScope operation(compiler, Ps::OF_FuncRotationAxis);
     compiler.writeInput(*this, "axis", axis_, 0);
     compiler.writeInput(*this, "angle", angle_, 1);
+}
+
+void BlockFuncRotationAxis::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncRotationAxis::axis_);
+    syncer.syncProp(&BlockFuncRotationAxis::angle_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_rotation_from_axes.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -70,6 +71,14 @@ void BlockFuncRotationFromAxes::doExport(EmitterExportCompilerBin& compiler, uns
     operation.saver().write("type", static_cast<uint8_t>(type_.get()));
     compiler.writeInput(*this, "firstAxis", firstAxis_, 0);
     compiler.writeInput(*this, "secondAxis", secondAxis_, 1);
+}
+
+void BlockFuncRotationFromAxes::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncRotationFromAxes::type_);
+    syncer.syncProp(&BlockFuncRotationFromAxes::firstAxis_);
+    syncer.syncProp(&BlockFuncRotationFromAxes::secondAxis_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_split_vec.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -49,6 +50,12 @@ void BlockFuncSplitVec<T>::doExport(EmitterExportCompilerBin& compiler, unsigned
     ExportBin::OperationScope operation(
         compiler, ExportBin::typedFactory<T, glm::vec2>(Ps::OF_FuncSplitVec2));
     compiler.writeInput(*this, "input", 0);
+}
+
+template <class T>
+void BlockFuncSplitVec<T>::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
 }
 
 template class BlockFuncSplitVec<glm::vec2>;

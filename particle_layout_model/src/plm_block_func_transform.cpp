@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_transform.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include <cmath>
 #include <glm/trigonometric.hpp>
@@ -97,6 +98,16 @@ void BlockFuncTransform::doExport(EmitterExportCompilerBin& compiler, unsigned i
     ExportBin::OperationScope operation(compiler, Ps::OF_FuncTransform);
     compiler.writeInput(*this, "input", 0);
     ExportBin::writeValue(operation.saver(), "transform", getExportMatrix());
+}
+
+void BlockFuncTransform::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncTransform::position_);
+    syncer.syncProp(&BlockFuncTransform::rotation_);
+    syncer.syncProp(&BlockFuncTransform::scale_);
+    // Which of the two transformations the block is: fixed when made, so the sources agree.
+    inverted_ = static_cast<const BlockFuncTransform*>(syncer.getNearestSource())->inverted_;
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_transform3.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include <algorithm>
 
@@ -273,6 +274,31 @@ void BlockFuncTransform3::doExport(EmitterExportCompilerBin& compiler, unsigned 
         ExportBin::OperationScope scope(compiler, Ps::OF_FuncRotate3);
         writeRotationBefore("input");
         compiler.writeInput(*this, "rotation", operation.rotation_, operId);
+    }
+}
+
+void BlockFuncTransform3::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncTransform3::startPosition_);
+    syncer.syncProp(&BlockFuncTransform3::startRotation_);
+    syncer.syncProp(&BlockFuncTransform3::numOperations_);
+    resizeReflectedList(operations_, numOperations_.get(),
+                        [this] { return std::make_unique<Operation>(*this); });
+    for (unsigned int i = 0; i < operations_.size(); ++i)
+    {
+        const auto field = [&syncer, i](auto Operation::*member)
+        {
+            syncer.syncProp<BlockFuncTransform3>(
+                [member, i](auto& block)
+                {
+                    Operation* operation = reflectedListItem(block.operations_, i);
+                    return operation ? &(operation->*member) : nullptr;
+                });
+        };
+        field(&Operation::type_);
+        field(&Operation::shift_);
+        field(&Operation::rotation_);
     }
 }
 

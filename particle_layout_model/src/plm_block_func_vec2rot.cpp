@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_func_vec2rot.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -52,6 +53,12 @@ void BlockFuncVec2Rot::doExport(EmitterExportCompilerBin& compiler, unsigned int
     compiler.registerOpOutput(1, 0);
     ExportBin::OperationScope operation(compiler, Ps::OF_FuncVec2Rot);
     compiler.writeInput(*this, "input", input_, 0);
+}
+
+void BlockFuncVec2Rot::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockFunc::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockFuncVec2Rot::input_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_gen_distance.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -68,6 +69,13 @@ void BlockGenDistance::doExport(EmitterExportCompilerBin& compiler, unsigned int
     compiler.writeInput(*this, "distance", distance_, 0);
     saver.write("start_phase", getStartPhase());
     saver.write("burst", static_cast<uint32_t>(getBurst()));
+}
+
+void BlockGenDistance::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncer.syncProp(&BlockGenDistance::distance_);
+    syncer.syncProp(&BlockGenDistance::startPhase_);
+    syncer.syncProp(&BlockGenDistance::burst_);
 }
 
 }  // namespace Plm

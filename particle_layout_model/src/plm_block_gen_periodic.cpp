@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_gen_periodic.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "revision_saveload/sl_write_read.h"
 
@@ -117,6 +118,17 @@ void BlockGenPeriodic::doExport(EmitterExportCompilerBin& compiler, unsigned int
     compiler.writeInput(*this, "rate", rate_, 0);
     saver.write("start_phase", getStartPhase());
     saver.write("burst", static_cast<uint32_t>(getBurst()));
+}
+
+void BlockGenPeriodic::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncer.syncProp(&BlockGenPeriodic::fixedTimeEnabled_);
+    syncer.syncProp(&BlockGenPeriodic::fixedTime_);
+    syncer.syncProp(&BlockGenPeriodic::fixedShotsEnabled_);
+    syncer.syncProp(&BlockGenPeriodic::fixedShots_);
+    syncer.syncProp(&BlockGenPeriodic::rate_);
+    syncer.syncProp(&BlockGenPeriodic::startPhase_);
+    syncer.syncProp(&BlockGenPeriodic::burst_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "boost_ext/boost_ext_uuid.h"
+#include "particle_layout_model/plm_block_syncer.h"
 #include "particle_layout_model/plm_block_param.h"
 
 namespace Plm
@@ -23,6 +24,11 @@ void BlockGlobParam::loadImpl(Sl::RevisionLoader& loader)
 {
     Sl::ScopedLoaderGroup group(loader, 0);
     globParamId_.load(loader);
+}
+
+void BlockGlobParam::syncGlobParamProps(const BlockSyncer& syncer)
+{
+    syncer.syncProp(&BlockGlobParam::globParamId_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_glob_param_typed.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "particle_layout_model/plm_emitter.h"
 
@@ -104,6 +105,14 @@ void BlockGlobParamTyped<T>::doExport(EmitterExportCompilerBin& compiler, unsign
     Sl::Saver& saver = operation.saver();
     // The value until an emitter that attaches this one feeds it.
     ExportBin::writeValue(saver, "default_value", getValue());
+}
+
+template <class T>
+void BlockGlobParamTyped<T>::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncGlobParamProps(syncer);
+    syncer.syncProp(&BlockGlobParamTyped::name_);
+    syncer.syncProp(&BlockGlobParamTyped::value_);
 }
 
 template class BlockGlobParamTyped<float>;

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_param_emitter.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_system.h"
@@ -151,6 +152,60 @@ void BlockParamEmitter::doExport(EmitterExportCompilerBin& compiler, unsigned in
     saver.write("glob_param_emitter_index", static_cast<uint8_t>(*emitterIndex));
     saver.write("glob_param_op_index", static_cast<uint8_t>(*paramOpIndex));
     saver.write("conn_emitter_index", static_cast<uint8_t>(*connIndex));
+}
+
+namespace
+{
+
+// The counterpart, in `block`'s effect, of the emitter `id` of `source`'s effect: the one with
+// the same systemReflId. None if either effect or emitter is missing.
+boost::optional<boost::uuids::uuid>
+translateEmitterId(const Block& source, const boost::uuids::uuid& id, const Block& block)
+{
+    const System* sourceSystem = source.getSystem();
+    const System* system = block.getSystem();
+    const Emitter* sourceEmitter = sourceSystem ? sourceSystem->findEmitterById(id) : nullptr;
+    const Emitter* emitter =
+        sourceEmitter && system
+            ? system->findEmitterBySystemReflId(sourceEmitter->getSystemReflId())
+            : nullptr;
+    if (!emitter)
+        return boost::none;
+    return emitter->getId();
+}
+
+}  // namespace
+
+// An emitter id belongs to its effect: the effect's counterpart gives the emitter that stands
+// for its own, the emitter's counterpart (of the same effect) its id as it is. The block's own
+// override stays.
+void BlockParamEmitter::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    boost::optional<boost::optional<boost::uuids::uuid>> ownOverride;
+    if (emitterId_.isOverridden())
+        ownOverride = emitterId_.get();
+    const Block* systemSource = syncer.getSystemReflSource();
+    if (systemSource)
+    {
+        const boost::optional<boost::uuids::uuid>& sourceId =
+            static_cast<const BlockParamEmitter&>(*systemSource).getEmitterId();
+        emitterId_.set(boost::optional<boost::uuids::uuid>(
+            sourceId ? translateEmitterId(*systemSource, *sourceId, *this) : boost::none));
+        emitterId_.bake();
+    }
+    if (const Block* emitterSource = syncer.getEmitterReflSource())
+    {
+        const auto& source = static_cast<const BlockParamEmitter&>(*emitterSource);
+        if (!systemSource || source.emitterId_.isOverridden())
+        {
+            emitterId_.set(source.getEmitterId());
+            emitterId_.bake();
+        }
+    }
+    if (ownOverride)
+        emitterId_.set(*ownOverride);
+    syncer.syncProp(&BlockParamEmitter::onTerminate_);
+    syncer.syncProp(&BlockParamEmitter::drawOrder_);
 }
 
 }  // namespace Plm

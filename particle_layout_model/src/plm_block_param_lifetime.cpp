@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_param_lifetime.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -29,6 +30,11 @@ void BlockParamLifetime::doExport(EmitterExportCompilerBin& compiler, unsigned i
     compiler.registerOpOutput(0, 0);
     // The age lives in the particle data: nothing to store.
     const ExportBin::OperationScope operation(compiler, Ps::OF_ParameterLifetime);
+}
+
+void BlockParamLifetime::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    // No properties.
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_param_position.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -57,6 +58,12 @@ void BlockParamPosition::doExport(EmitterExportCompilerBin& compiler, unsigned i
     Sl::Saver& saver = operation.saver();
     saver.write("apply_rotation", getApplyEmitterRotation());
     compiler.writeInput(*this, "init", valueProp(), 0);
+}
+
+void BlockParamPosition::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockParamUserTyped<glm::vec3>::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockParamPosition::applyRot_);
 }
 
 }  // namespace Plm

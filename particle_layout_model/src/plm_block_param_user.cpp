@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_param_user.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 namespace Plm
 {
@@ -48,6 +49,12 @@ void BlockParamUser::loadImpl(Sl::RevisionLoader& loader)
     // Version 0 kept one more group here that nothing reads any longer.
     if (group.version() == 0)
         loader.skipGroup();
+}
+
+void BlockParamUser::syncUserProps(const BlockSyncer& syncer)
+{
+    syncer.syncProp(&BlockParamUser::name_);
+    syncer.syncProp(&BlockParamUser::sharedBurst_);
 }
 
 }  // namespace Plm

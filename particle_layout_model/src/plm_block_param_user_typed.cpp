@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_param_user_typed.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -97,6 +98,13 @@ void BlockParamUserTyped<T>::doExport(EmitterExportCompilerBin& compiler, unsign
     const ExportBin::OperationScope operation(compiler,
                                               ExportBin::typedFactory<T>(Ps::OF_ParameterFloat));
     compiler.writeInput(*this, "input", init_, 0);
+}
+
+template <class T>
+void BlockParamUserTyped<T>::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncUserProps(syncer);
+    syncer.syncProp(&BlockParamUserTyped::init_);
 }
 
 template class BlockParamUserTyped<float>;

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_param_user_updater.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "particle_layout_model/plm_block_param_user.h"
 #include "particle_layout_model/plm_emitter.h"
@@ -96,5 +97,9 @@ void BlockParamUserUpdater::doExport(EmitterExportCompilerBin& compiler, unsigne
     saver.write("parameter", static_cast<uint8_t>(*parameterIndex));
     compiler.writeInput(*this, "input", 0);
 }
+
+// The type and the parameter are fixed when the block is made; the emitter points a reflected
+// updater at its own parameter.
+void BlockParamUserUpdater::syncReflectionImpl(const BlockSyncer&) {}
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_param_velocity.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -59,6 +60,13 @@ void BlockParamVelocity::doExport(EmitterExportCompilerBin& compiler, unsigned i
     compiler.writeInput(*this, "init", valueProp(), 0);
     saver.write("add_emitter_velocity", getAddEmitterVelocity());
     saver.write("apply_rotation", getApplyEmitterRotation());
+}
+
+void BlockParamVelocity::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    BlockParamUserTyped<glm::vec3>::syncReflectionImpl(syncer);
+    syncer.syncProp(&BlockParamVelocity::addVel_);
+    syncer.syncProp(&BlockParamVelocity::applyRot_);
 }
 
 }  // namespace Plm

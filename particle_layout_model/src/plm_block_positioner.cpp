@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_positioner.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -50,6 +51,11 @@ void BlockPositioner::doExport(EmitterExportCompilerBin& compiler, unsigned int 
     DEBUG_ASSERT(operId == 0);
     const ExportBin::OperationScope operation(compiler, Ps::OF_ParameterPositionUpdater);
     compiler.writeInput(*this, "position", position_, 0);
+}
+
+void BlockPositioner::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncer.syncProp(&BlockPositioner::position_);
 }
 
 }  // namespace Plm

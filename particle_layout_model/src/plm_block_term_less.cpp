@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_term_less.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plm_export_block_writers.h"
 
@@ -56,6 +57,12 @@ void BlockTermLess::doExport(EmitterExportCompilerBin& compiler, unsigned int op
     const ExportBin::OperationScope operation(compiler, Ps::OF_TerminatorLess);
     compiler.writeInput(*this, "lesser", lesser_, 0);
     compiler.writeInput(*this, "greater", greater_, 1);
+}
+
+void BlockTermLess::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncer.syncProp(&BlockTermLess::lesser_);
+    syncer.syncProp(&BlockTermLess::greater_);
 }
 
 }  // namespace Plm

@@ -1,4 +1,5 @@
 #include "particle_layout_model/plm_block_term_path.h"
+#include "particle_layout_model/plm_block_syncer.h"
 
 #include "plot/path2_intersect_tree.h"
 #include "plot/path_cache.h"
@@ -87,6 +88,12 @@ void BlockTermPath::doExport(EmitterExportCompilerBin& compiler, unsigned int op
             saver.write("length", node.length);
         }
     }
+}
+
+void BlockTermPath::syncReflectionImpl(const BlockSyncer& syncer)
+{
+    syncer.syncProp(&BlockTermPath::path_);
+    syncer.syncProp(&BlockTermPath::subdiv_);
 }
 
 }  // namespace Plm

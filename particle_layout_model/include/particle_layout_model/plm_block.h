@@ -28,6 +28,7 @@ class BlockParam;
 class BlockParamUserUpdater;
 class BlockParamEmitter;
 class BlockParamUser;
+class BlockSyncer;
 class Emitter;
 class EmitterExportCompilerBin;
 class ProjectResource;
@@ -134,6 +135,14 @@ public:
                                            AccessKey<Emitter, System>) const;
     void _regenerateSystemReflId(AccessKey<Emitter, System>);
     void separate();
+    // Follows the sources of the syncer if any of them has a revision other than the one
+    // recorded at the last synchronisation: the properties, the connectors and what the kind
+    // adds. Returns whether anything was done.
+    bool syncWithReflectionSource(const BlockSyncer& syncer);
+    // Finds the counterparts of this block in `sourceSystem` (by systemReflId) and in
+    // `sourceEmitter` (by emitterReflId), each only if given, and synchronises with them and
+    // `directSource`. A counterpart of another kind counts as absent.
+    bool syncDeep(System* sourceSystem, Emitter* sourceEmitter, Block* directSource);
     void extractExternalSources(std::vector<boost::filesystem::path>& paths) const;
     void replaceExternalSource(const boost::filesystem::path& from,
                                const boost::filesystem::path& to);
@@ -168,6 +177,9 @@ protected:
     // Called when the block gets its owner, before its connectors are built.
     virtual void connectedWithOwner() {}
     virtual std::unique_ptr<Block> copyImpl() const = 0;
+    // Takes every property from the syncer's sources, in the saved order, and whatever else
+    // the kind follows; the connectors are taken over afterwards.
+    virtual void syncReflectionImpl(const BlockSyncer& syncer) = 0;
     virtual void saveImpl(Sl::RevisionSaver& saver) const = 0;
     virtual void loadImpl(Sl::RevisionLoader& loader) = 0;
 

@@ -64,6 +64,9 @@ protected:
     // particles at birth after them.
     void saveCommonProps(Sl::RevisionSaver& saver) const;
     void loadCommonProps(Sl::RevisionLoader& loader, uint32_t groupVersion);
+    // "exportable", "material", "texture". The position of older files isn't followed: the
+    // emitter moves it to its positioner when loading.
+    void syncCommonProps(const BlockSyncer& syncer);
 
 private:
     Prop<bool> exportable_;

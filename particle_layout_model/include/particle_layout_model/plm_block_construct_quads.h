@@ -72,6 +72,7 @@ protected:
     BlockConstructQuads(const BlockConstructQuads& other);
 
     std::unique_ptr<Block> copyImpl() const override;
+    void syncReflectionImpl(const BlockSyncer& syncer) override;
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
 

@@ -48,6 +48,7 @@ protected:
     BlockConstructStrip(const BlockConstructStrip& other);
 
     std::unique_ptr<Block> copyImpl() const override;
+    void syncReflectionImpl(const BlockSyncer& syncer) override;
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
 

@@ -40,6 +40,9 @@ protected:
     // A copy keeps the place and its pinning.
     BlockFunc(const BlockFunc& other);
 
+    // The pinning, the direction of alignment and, for a pinned block, the position. Every
+    // kind of function block calls it before taking its properties.
+    void syncReflectionImpl(const BlockSyncer& syncer) override = 0;
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
 

@@ -23,6 +23,7 @@ protected:
     BlockFuncAxisFromRotation(const BlockFuncAxisFromRotation& other) = default;
 
     std::unique_ptr<Block> copyImpl() const override;
+    void syncReflectionImpl(const BlockSyncer& syncer) override;
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
 };

@@ -26,6 +26,7 @@ protected:
     BlockFuncConv2to3(const BlockFuncConv2to3& other);
 
     std::unique_ptr<Block> copyImpl() const override;
+    void syncReflectionImpl(const BlockSyncer& syncer) override;
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
 

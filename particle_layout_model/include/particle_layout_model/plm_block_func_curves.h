@@ -54,6 +54,7 @@ protected:
     BlockFuncCurves(const BlockFuncCurves& other);
 
     std::unique_ptr<Block> copyImpl() const override;
+    void syncReflectionImpl(const BlockSyncer& syncer) override;
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
 

@@ -28,6 +28,7 @@ protected:
 
     // Nothing of its own to keep: only the function block's group is written.
     std::unique_ptr<Block> copyImpl() const override;
+    void syncReflectionImpl(const BlockSyncer& syncer) override;
 };
 
 using BlockFuncSplitVec2 = BlockFuncSplitVec<glm::vec2>;

@@ -45,6 +45,8 @@ protected:
     {
         return std::unique_ptr<Block>(new Derived(static_cast<const Derived&>(*this)));
     }
+    // No properties: nothing to follow but the connectors.
+    void syncReflectionImpl(const BlockSyncer&) override {}
     void saveImpl(Sl::RevisionSaver& saver) const override
     {
         Sl::ScopedSaverGroup group(Derived::getStaticFactoryName().str().c_str(), saver, 0);

@@ -63,6 +63,8 @@ protected:
 
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
+    // "glob_param_id", which a reflection always takes from its source.
+    void syncGlobParamProps(const BlockSyncer& syncer);
 
 private:
     SharedProp<boost::uuids::uuid> globParamId_;

@@ -37,6 +37,8 @@ protected:
 
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
+    // "name" and "shared_burst", the properties every user parameter starts with.
+    void syncUserProps(const BlockSyncer& syncer);
 
 private:
     SharedProp<std::string> name_;

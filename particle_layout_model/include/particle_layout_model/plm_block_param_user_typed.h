@@ -43,6 +43,7 @@ protected:
     uint32_t typedGroupVersion() const { return typedGroupVersion_; }
 
     std::unique_ptr<Block> copyImpl() const override;
+    void syncReflectionImpl(const BlockSyncer& syncer) override;
     void saveImpl(Sl::RevisionSaver& saver) const override;
     void loadImpl(Sl::RevisionLoader& loader) override;
 
