@@ -16,6 +16,7 @@
 #include "particle_layout_model/plm_emitter_guide.h"
 #include "particle_layout_model/plm_emitter_param_blocks_colorizer.h"
 #include "particle_layout_model/plm_system.h"
+#include "plm_scoped_flag.h"
 #include "revision_saveload/sl_write_read.h"
 
 namespace Plm
@@ -32,20 +33,6 @@ bool touches(const BlockLink& link, const BlockConnector& conn)
 {
     return link.output_ == conn || link.input_ == conn;
 }
-
-// Sets a flag for the lifetime of the object, also when the scope is left by an exception.
-class ScopedFlag
-{
-public:
-    explicit ScopedFlag(bool& flag) : flag_(flag), previous_(flag) { flag_ = true; }
-    ~ScopedFlag() { flag_ = previous_; }
-    ScopedFlag(const ScopedFlag&) = delete;
-    ScopedFlag& operator=(const ScopedFlag&) = delete;
-
-private:
-    bool& flag_;
-    bool previous_;
-};
 
 // A guide whose data break its own rules is a damaged file, not a broken program.
 template <class F>
@@ -246,7 +233,7 @@ void Emitter::upgradeRevision(bool affectsExport)
         return;
     revision_ = newUuid();
     deepRevision_ = newUuid();
-    if (guide_ && affectsExport)
+    if (guide_ && affectsExport && !syncing_)
         guide_->updateFromEmitter();
     if (owner_)
         owner_->notifyDeepChanged(affectsExport);
@@ -259,7 +246,7 @@ void Emitter::notifyDeepChanged(bool affectsExport)
     if (copiedButNotSynced_ || loadingBlock_)
         return;
     deepRevision_ = newUuid();
-    if (guide_)
+    if (guide_ && !syncing_)
         guide_->updateFromEmitter();
     if (owner_)
         owner_->notifyDeepChanged(affectsExport);

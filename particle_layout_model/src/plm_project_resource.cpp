@@ -4,6 +4,7 @@
 
 #include "boost_ext/boost_ext_path.h"
 #include "debug/debug_check.h"
+#include "particle_layout_model/plm_external_resources_map.h"
 #include "particle_layout_model/plm_project_resource_handler.h"
 #include "particle_layout_model/plm_system.h"
 #include "revision_saveload/sl_exceptions.h"
@@ -358,6 +359,17 @@ bool ProjectResourceSystem::isDirectlyReflected() const
     return static_cast<bool>(system_->getReflSourcePath());
 }
 
+void ProjectResourceSystem::sync(const ExternalResourcesMap& map)
+{
+    const auto& source = system_->getReflSourcePath();
+    system_->syncDeep(source ? map.findSystem(*source) : nullptr, map);
+}
+
+void ProjectResourceSystem::separate(const ExternalResourcesMap& map)
+{
+    system_->separate(map);
+}
+
 void ProjectResourceSystem::loadResource(Sl::RevisionLoader& loader)
 {
     // Read whole before anything is replaced: a damaged state leaves the resource as it was.
@@ -435,6 +447,18 @@ bool ProjectResourceBlock::isDirectlyReflected() const
     return static_cast<bool>(block_->getReflSourceRef());
 }
 
+void ProjectResourceBlock::sync(const ExternalResourcesMap& map)
+{
+    const auto& source = block_->getReflSourceRef();
+    DEBUG_ASSERT(!source || source->isExternal());
+    block_->syncDeep(nullptr, nullptr, source ? map.findBlock(*source->relPath) : nullptr);
+}
+
+void ProjectResourceBlock::separate(const ExternalResourcesMap&)
+{
+    block_->separate();
+}
+
 void ProjectResourceBlock::loadResource(Sl::RevisionLoader& loader)
 {
     Sl::ScopedLoaderGroup group(loader, 0);
@@ -500,6 +524,18 @@ Block* ProjectResourceEmitter::findBlockById(const Uuid& id) { return emitter_->
 bool ProjectResourceEmitter::isDirectlyReflected() const
 {
     return static_cast<bool>(emitter_->getReflSourceRef());
+}
+
+void ProjectResourceEmitter::sync(const ExternalResourcesMap& map)
+{
+    const auto& source = emitter_->getReflSourceRef();
+    DEBUG_ASSERT(!source || source->isExternal());
+    emitter_->syncDeep(nullptr, source ? map.findEmitter(*source->relPath) : nullptr, map);
+}
+
+void ProjectResourceEmitter::separate(const ExternalResourcesMap&)
+{
+    emitter_->separate();
 }
 
 void ProjectResourceEmitter::loadResource(Sl::RevisionLoader& loader)

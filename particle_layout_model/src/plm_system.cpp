@@ -103,9 +103,7 @@ bool SystemResourceEmitter::isLockedByParentReflection(const Emitter& emitter) c
 
 void SystemResourceEmitter::separate()
 {
-    // Only the tie to the direct source goes here; the blocks keep the values they have.
-    if (emitter_->getReflSourceRef())
-        System::clearEmitterSource(*emitter_);
+    emitter_->separate();
 }
 
 void SystemResourceEmitter::notifyDeepChanged(bool affectsExport)

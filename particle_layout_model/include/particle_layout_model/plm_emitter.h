@@ -22,6 +22,8 @@ namespace Plm
 class Emitter;
 class EmitterGuide;
 class EmitterParamBlocksColorizer;
+class EmitterSyncer;
+class ExternalResourcesMap;
 class System;
 
 // What an emitter knows of its surroundings: the resource that holds it, in an effect or in
@@ -268,6 +270,20 @@ public:
     // lose the source and keep their values.
     void separateNonReflectedBlockReflections(const Block& block);
 
+    // Reflection. Follows the counterpart in the effect this emitter's effect reflects
+    // (found in `sourceSystem` by systemReflId) and the direct source: the settings that
+    // follow, which blocks exist, the order of the parameters, the blocks' sources, every
+    // block, the links and the guide. Sources whose revision didn't move since the last pass
+    // only have their blocks visited. External block sources are looked up in `map`.
+    void syncDeep(System* sourceSystem, Emitter* directSource, const ExternalResourcesMap& map);
+    // Cuts the emitter loose from its direct source: every block and link becomes its own.
+    // Not for an emitter that is there only because its effect reflects another.
+    void separate();
+    // The effect that holds this emitter stops reflecting its source: the emitter keeps its
+    // direct source, if that is found, with the blocks it still has; the rest become own.
+    void separateWhileParentSeparation(System* system, const ExternalResourcesMap& map,
+                                       AccessKey<System>);
+
     // Files. The effect writes the emitter without its blocks, then all blocks, then the guides.
     void saveWithoutBlocks(Sl::RevisionSaver& saver) const;
     void loadWithoutBlocks(Sl::RevisionLoader& loader);
@@ -314,6 +330,26 @@ private:
 
     template <class T>
     T& getCastBlockById(const Uuid& id, T* (Block::*cast)()) const;
+
+    // Reflection, in the order of a synchronisation.
+    void syncProps(const EmitterSyncer& syncer);
+    void syncEmitterBlocksPresence(const EmitterSyncer& syncer, const ExternalResourcesMap& map);
+    void removeBlockWhileReflectionSync(const Uuid& id);
+    void addBlockWhileReflectionSync(const EmitterSyncer& syncer, const ExternalResourcesMap& map,
+                                     const Block& source, boost::optional<Uuid> emitterReflId,
+                                     boost::optional<Uuid> systemReflId);
+    // Updaters copied from a source name the source's parameter: each takes the parameter
+    // here that reflects it, found through `find` (from the parameter's id in the source).
+    void fixUpdatersAfterReflection(const std::function<Block*(const Uuid&)>& find);
+    void syncParamsOrder(const EmitterSyncer& syncer);
+    void syncDirectReflections(const EmitterSyncer& syncer);
+    void syncAllBlocks(System* sourceSystem, Emitter* directSource,
+                       const ExternalResourcesMap& map);
+    void recursiveBlockSync(System* sourceSystem, Emitter* directSource, Block* directBlock,
+                            Block& block, std::vector<Uuid>& visited);
+    void syncLinks(const EmitterSyncer& syncer);
+    // The block's own source: through `map` when it lies in another file, else in this file.
+    Block* findDirectBlockSource(const Block& block, const ExternalResourcesMap& map);
 
     EmitterOwner* owner_ = nullptr;
     boost::optional<ReflectionSourceRef> reflSource_;
@@ -371,6 +407,8 @@ private:
     boost::optional<Uuid> guideReflRev_;
     // While a block is being connected during a load: the revisions read stay.
     bool loadingBlock_ = false;
+    // During syncDeep: the guide follows its source once, at the end.
+    bool syncing_ = false;
 };
 
 }  // namespace Plm

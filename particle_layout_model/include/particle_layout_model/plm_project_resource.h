@@ -28,6 +28,7 @@ namespace Plm
 
 class Project;
 class ProjectResourceHandler;
+class ExternalResourcesMap;
 class ProjectResourceBlock;
 class ProjectResourceEmitter;
 class ProjectResourceSystem;
@@ -70,6 +71,10 @@ public:
     virtual Emitter* findEmitterById(const Uuid& id) = 0;
     virtual Block* findBlockById(const Uuid& id) = 0;
     virtual bool isDirectlyReflected() const = 0;
+    // Follows the sources, external ones looked up in `map`.
+    virtual void sync(const ExternalResourcesMap& map) = 0;
+    // Cuts the resource loose from its sources.
+    virtual void separate(const ExternalResourcesMap& map) = 0;
     // The content, without the identity that save() writes around it.
     virtual void loadResource(Sl::RevisionLoader& loader) = 0;
     virtual void saveResource(Sl::RevisionSaver& saver) const = 0;
@@ -170,6 +175,8 @@ public:
     Emitter* findEmitterById(const Uuid& id) override;
     Block* findBlockById(const Uuid& id) override;
     bool isDirectlyReflected() const override;
+    void sync(const ExternalResourcesMap& map) override;
+    void separate(const ExternalResourcesMap& map) override;
     void loadResource(Sl::RevisionLoader& loader) override;
     void saveResource(Sl::RevisionSaver& saver) const override;
 
@@ -208,6 +215,8 @@ public:
     Emitter* findEmitterById(const Uuid& id) override { return nullptr; }
     Block* findBlockById(const Uuid& id) override;
     bool isDirectlyReflected() const override;
+    void sync(const ExternalResourcesMap& map) override;
+    void separate(const ExternalResourcesMap& map) override;
     void loadResource(Sl::RevisionLoader& loader) override;
     void saveResource(Sl::RevisionSaver& saver) const override;
 
@@ -248,6 +257,8 @@ public:
     Emitter* findEmitterById(const Uuid& id) override;
     Block* findBlockById(const Uuid& id) override;
     bool isDirectlyReflected() const override;
+    void sync(const ExternalResourcesMap& map) override;
+    void separate(const ExternalResourcesMap& map) override;
     void loadResource(Sl::RevisionLoader& loader) override;
     void saveResource(Sl::RevisionSaver& saver) const override;
 

@@ -26,6 +26,7 @@ class RevisionSaver;
 namespace Plm
 {
 
+class ExternalResourcesMap;
 class ProjectResourceSystem;
 class System;
 class SystemResourceBlock;
@@ -265,6 +266,20 @@ public:
     void replaceDeepExternalSource(const boost::filesystem::path& from,
                                    const boost::filesystem::path& to);
 
+    // Reflection. A new effect that reflects this one from `relPath` (the path from the new
+    // file's directory to this file): new identifiers, this effect's settings as its
+    // defaults, no resources until its first syncDeep.
+    std::unique_ptr<System> reflect(const boost::filesystem::path& relPath) const;
+    // Follows `source` (null when the effect has no source or it can't be found): the settings
+    // that follow, which resources exist, the order of the emitters, their sources, and then
+    // every block resource and emitter. External sources are looked up in `map`.
+    void syncDeep(System* source, const ExternalResourcesMap& map);
+    // Cuts the effect loose from its source; emitters keep the direct sources they find.
+    void separate(const ExternalResourcesMap& map);
+    // A new emitter that reflects `source`, an emitter of this effect or of another file, filled
+    // at once; external block sources of its blocks are looked up in `map`.
+    Emitter& addEmitterReflection(Emitter& source, const ExternalResourcesMap& map);
+
     // Connections between emitters.
     void updateDrivingEmittersConnectors(const Uuid& id);
     void assertAndUpdateAttachedEmittersConnectors();
@@ -293,16 +308,23 @@ public:
     System* getSystem() override { return this; }
 
 private:
-    friend class SystemResourceEmitter;
-    // The emitter goes on with the values it has, without its direct source.
-    static void clearEmitterSource(Emitter& emitter) { emitter.setReflSourceRef(boost::none, {}); }
-
     Emitter& emitterOf(const Uuid& id) const;
     Block& blockResourceOf(const Uuid& id) const;
     void filterAndDispatchResources();
     void syncOrderedIdList(std::vector<Uuid>& list, SystemResource::EnumType type);
     void separateNonReflectedResourceReflections(const SystemResource& resource);
     void insertLoaded(std::unique_ptr<SystemResource> resource);
+    // Reflection.
+    bool syncWithReflectionSource(const System& source);
+    void addEmitterWhileReflectionSync(const Emitter& source);
+    void addBlockWhileReflectionSync(const Block& source, const std::string& name);
+    void syncResourcesOrder(const System& source);
+    void syncResourceSources(const System& source);
+    void recursiveBlocksSync(System* source, Block* directBlock, Block& block,
+                             std::vector<Uuid>& visited);
+    void syncDeepEmitters(System* source, const ExternalResourcesMap& map);
+    void recursiveEmittersSync(System* source, Emitter* directEmitter, Emitter& emitter,
+                               const ExternalResourcesMap& map, std::vector<Uuid>& visited);
 
     void saveEmitter(Sl::RevisionSaver& saver, const Emitter& emitter,
                      std::vector<const Emitter*>& written) const;
