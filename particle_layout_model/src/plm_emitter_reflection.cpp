@@ -39,6 +39,16 @@ bool sameRef(const boost::optional<ReflectionSourceRef>& a, const ReflectionSour
     return b ? a && *a == *b : !a;
 }
 
+// A block of the effect or file that holds the emitter: of any of its emitters or a block
+// resource.
+Block* findBlockInFileOf(Emitter& emitter, const Uuid& id)
+{
+    if (System* system = emitter.getSystem())
+        return system->findDeepBlockById(id);
+    ProjectResource* resource = emitter.getProjectResource();
+    return resource ? resource->findBlockById(id) : emitter.findBlockById(id);
+}
+
 // The index of the parameter with that identifier in the emitter's parameter list.
 template <class FindId>
 boost::optional<unsigned int> paramIndexIn(const Emitter& emitter, FindId sameCounterpart)
@@ -308,7 +318,7 @@ void Emitter::syncDirectReflections(const EmitterSyncer& syncer)
 {
     // A source's reference names an id of the source's file: it is translated to the block
     // here that stands for the block it names.
-    auto translate = [&](const Emitter& source, bool bySystemId)
+    auto translate = [&](Emitter& source, bool bySystemId)
     {
         for (const Uuid& id : source.blockList(BL_All))
         {
@@ -322,11 +332,7 @@ void Emitter::syncDirectReflections(const EmitterSyncer& syncer)
             if (sourceReflSource)
             {
                 DEBUG_ASSERT(!sourceReflSource->isExternal());
-                ProjectResource* sourceResource =
-                    source.getOwner() ? source.getOwner()->getProjectResource() : nullptr;
-                DEBUG_ASSERT(sourceResource);
-                const Block* sourceBlockSource =
-                    sourceResource->findBlockById(*sourceReflSource->id);
+                const Block* sourceBlockSource = findBlockInFileOf(source, *sourceReflSource->id);
                 DEBUG_ASSERT(sourceBlockSource);
                 if (bySystemId)
                 {
@@ -347,9 +353,9 @@ void Emitter::syncDirectReflections(const EmitterSyncer& syncer)
                 target->setReflSourceRef(translated, {});
         }
     };
-    if (const Emitter* system = syncer.getSystemReflSource())
+    if (Emitter* system = syncer.getSystemReflSource())
         translate(*system, true);
-    if (const Emitter* direct = syncer.getDirectReflSource())
+    if (Emitter* direct = syncer.getDirectReflSource())
         translate(*direct, false);
 }
 
@@ -360,8 +366,7 @@ Block* Emitter::findDirectBlockSource(const Block& block, const ExternalResource
         return nullptr;
     if (ref->isExternal())
         return map.findBlock(*ref->relPath);
-    ProjectResource* resource = getProjectResource();
-    return resource ? resource->findBlockById(*ref->id) : findBlockById(*ref->id);
+    return findBlockInFileOf(*this, *ref->id);
 }
 
 void Emitter::syncAllBlocks(System* sourceSystem, Emitter* directSource,

@@ -7,6 +7,12 @@
 #include "particle_layout_model/plm_project_resource.h"
 #include "particle_layout_model/plm_system.h"
 #include "plm_source_order.h"
+#include "revision_saveload/sl_exceptions.h"
+#include "revision_saveload/sl_loader_bin_array.h"
+#include "revision_saveload/sl_revision_loader.h"
+#include "revision_saveload/sl_revision_saver.h"
+#include "revision_saveload/sl_saver_bin_flex.h"
+#include "revision_saveload/sl_write_read.h"
 
 namespace Plm
 {
@@ -16,7 +22,8 @@ namespace
 
 using Uuid = boost::uuids::uuid;
 
-bool contains(const std::vector<Uuid>& list, const Uuid& id)
+template <class T>
+bool contains(const std::vector<T>& list, const T& id)
 {
     return std::find(list.begin(), list.end(), id) != list.end();
 }
@@ -274,6 +281,119 @@ void System::separate(const ExternalResourcesMap& map)
     reflSource_ = boost::none;
     reflectedResources_.clear();
     upgradeRevision(false);
+}
+
+// The clipboard.
+
+std::unique_ptr<System> System::filledReflection()
+{
+    std::unique_ptr<System> copy = reflect(boost::filesystem::path());
+    copy->bakeProps();
+    copy->syncDeep(this, ExternalResourcesMap());
+    return copy;
+}
+
+void System::copyEmittersToSaver(Sl::RevisionSaver& saver, const std::vector<Uuid>& ids)
+{
+    std::unique_ptr<System> copy = filledReflection();
+    std::vector<Uuid> kept;
+    for (const Uuid& id : ids)
+    {
+        const Emitter* reflEmitter = copy->findEmitterBySystemReflId(
+            getResourceById(id).castToEmitterResource()->emitter().getSystemReflId());
+        DEBUG_ASSERT(reflEmitter);
+        kept.push_back(reflEmitter->getId());
+    }
+    copy->separate(ExternalResourcesMap());
+    for (const Uuid& id : std::vector<Uuid>(copy->emitterIds_))
+        if (!contains(kept, id))
+            copy->removeResource(id);
+
+    saver.write(nullptr, static_cast<uint32_t>(copy->emitterIds_.size()));
+    std::vector<const Emitter*> written;
+    for (const Uuid& id : copy->emitterIds_)
+        copy->saveEmitter(saver, copy->emitterOf(id), written);
+    uint32_t numBlocks = static_cast<uint32_t>(copy->blockResourceIds_.size());
+    for (const Emitter* emitter : written)
+        numBlocks += emitter->allBlocks().size();
+    saver.write("num_blocks", numBlocks);
+    for (const Uuid& id : copy->blockResourceIds_)
+        copy->saveBlock(saver, nullptr, copy->blockResourceOf(id));
+    for (const Emitter* emitter : written)
+        for (const Block& block : emitter->allBlocks())
+            copy->saveBlock(saver, emitter, block);
+    for (const Uuid& id : copy->emitterIds_)
+    {
+        Sl::write(nullptr, saver, id);
+        copy->emitterOf(id).saveEmitterGuide(saver);
+    }
+}
+
+void System::pasteEmittersFromLoader(Sl::RevisionLoader& loader)
+{
+    // Read into an effect of its own first, so that bad data leaves this one untouched; then
+    // copied once more, so that every identifier is new even when the same data is pasted
+    // twice.
+    System received;
+    received.pasteEmittersFromLoaderPrivateImpl(loader);
+    std::unique_ptr<System> renewed = received.filledReflection();
+    renewed->separate(ExternalResourcesMap());
+    Sl::SaverBinFlex bytes(Sl::BO_Native, Sl::TC_Off);
+    {
+        Sl::RevisionSaver saver(nullptr, bytes, nullptr);
+        renewed->copyEmittersToSaver(saver, renewed->emitterIds_);
+    }
+    const std::vector<uint8_t> data = bytes.dataAsVector();
+    Sl::LoaderBinArray in(data.data(), static_cast<uint32_t>(data.size()));
+    Sl::RevisionLoader reader(nullptr, in);
+    pasteEmittersFromLoaderPrivateImpl(reader);
+    upgradeRevision(true);
+}
+
+void System::pasteEmittersFromLoaderPrivateImpl(Sl::RevisionLoader& loader)
+{
+    std::vector<Uuid> before;
+    for (const auto& entry : resources_)
+        before.push_back(entry.first);
+    uint32_t numEmitters = 0;
+    loader.read(numEmitters);
+    for (uint32_t i = 0; i < numEmitters; ++i)
+        loadEmitter(loader);
+    uint32_t numBlocks = 0;
+    loader.read(numBlocks);
+    for (uint32_t i = 0; i < numBlocks; ++i)
+        loadBlock(loader);
+    filterAndDispatchResources();
+    std::vector<Emitter*> pasted;
+    for (const auto& entry : resources_)
+        if (SystemResourceEmitter* emitter = entry.second->castToEmitterResource())
+            if (!contains(before, entry.first))
+                pasted.push_back(&emitter->emitter());
+    for (Emitter* emitter : pasted)
+        emitter->checkLoadedBlocks();
+    // The guides come in the order of the copied list, which the pasted emitters take.
+    std::vector<Uuid> order;
+    for (uint32_t i = 0; i < numEmitters; ++i)
+    {
+        Uuid id{};
+        Sl::read(loader, id);
+        Emitter* emitter = findEmitterById(id);
+        if (!emitter || !contains(pasted, emitter) || contains(order, id))
+            throw Sl::CorruptedDataException();
+        emitter->loadEmitterGuide(loader);
+        order.push_back(id);
+    }
+    emitterIds_.erase(std::remove_if(emitterIds_.begin(), emitterIds_.end(),
+                                     [&](const Uuid& id) { return contains(order, id); }),
+                      emitterIds_.end());
+    emitterIds_.insert(emitterIds_.end(), order.begin(), order.end());
+    assertAndUpdateAttachedEmittersConnectors();
+    processEmittersInReflectionOrder(
+        [&](Emitter* emitter)
+        {
+            if (std::find(pasted.begin(), pasted.end(), emitter) != pasted.end())
+                emitter->postLoad();
+        });
 }
 
 }  // namespace Plm

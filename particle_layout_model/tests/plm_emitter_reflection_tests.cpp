@@ -13,6 +13,10 @@
 #include "particle_layout_model/plm_external_resources_map.h"
 #include "particle_layout_model/plm_project_resource.h"
 #include "particle_layout_model/plm_system.h"
+#include "revision_saveload/sl_loader_bin_array.h"
+#include "revision_saveload/sl_revision_loader.h"
+#include "revision_saveload/sl_revision_saver.h"
+#include "revision_saveload/sl_saver_bin_flex.h"
 
 namespace
 {
@@ -345,6 +349,119 @@ TEST(EmitterReflection, TheEffectFollowsItsSourcesSettingsAndEmitters)
     l.sync();
     EXPECT_EQ(l.f2.sys().getNumEmitters(), 3u);
     EXPECT_FALSE(l.f2.sys().isLockedByParentReflection(own));
+}
+
+}  // namespace
+
+namespace
+{
+
+std::vector<uint8_t> copyEmitters(System& system, const std::vector<Uuid>& ids)
+{
+    Sl::SaverBinFlex out(Sl::BO_Native, Sl::TC_Off);
+    {
+        Sl::RevisionSaver saver(nullptr, out, nullptr);
+        system.copyEmittersToSaver(saver, ids);
+    }
+    return out.dataAsVector();
+}
+
+void pasteEmitters(System& system, const std::vector<uint8_t>& bytes)
+{
+    Sl::LoaderBinArray in(bytes.data(), static_cast<uint32_t>(bytes.size()));
+    Sl::RevisionLoader loader(nullptr, in);
+    system.pasteEmittersFromLoader(loader);
+}
+
+// The ids of every emitter and block; with `reflIds`, their reflection ids too.
+std::vector<Uuid> allIds(const System& system, bool reflIds)
+{
+    std::vector<Uuid> ids;
+    for (const Emitter& emitter : system.emitters())
+    {
+        ids.push_back(emitter.getId());
+        if (reflIds)
+            ids.push_back(emitter.getSystemReflId());
+        for (const Block& block : emitter.allBlocks())
+        {
+            ids.push_back(block.getId());
+            if (!reflIds)
+                continue;
+            ids.push_back(block.getSystemReflId());
+            ids.push_back(block.getEmitterReflId());
+        }
+    }
+    return ids;
+}
+
+TEST(EmitterClipboard, PastedEmittersAreNewAndKeepTheirReflectionsAmongThemselves)
+{
+    Lattice l;
+    l.b.addBlock(Lerp::create());
+    l.r.addBlock(Lerp::create());  // an own block of the reflection
+    l.sync();
+    const std::vector<Uuid> revisionsBefore = revisions(l.f.sys());
+    const std::vector<uint8_t> bytes = copyEmitters(l.f.sys(), {l.b.getId(), l.r.getId()});
+    EXPECT_EQ(revisions(l.f.sys()), revisionsBefore);
+
+    Effect target(System::create("target"));
+    pasteEmitters(target.sys(), bytes);
+    pasteEmitters(target.sys(), bytes);
+    ASSERT_EQ(target.sys().getNumEmitters(), 4u);
+    // New objects, with no counterparts in the copied effect.
+    const std::vector<Uuid> sourceIds = allIds(l.f.sys(), true);
+    for (const Uuid& id : allIds(target.sys(), true))
+        EXPECT_EQ(std::count(sourceIds.begin(), sourceIds.end(), id), 0);
+    std::vector<Uuid> ids = allIds(target.sys(), false);
+    std::sort(ids.begin(), ids.end());
+    EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end());
+
+    for (unsigned int i = 0; i < 4; i += 2)
+    {
+        Emitter& b = target.sys().getEmitter(i);
+        Emitter& r = target.sys().getEmitter(i + 1);
+        EXPECT_EQ(countBlocks(b), countBlocks(l.b));
+        EXPECT_EQ(countBlocks(r), countBlocks(l.r));
+        EXPECT_EQ(r.getNumLinks(), l.r.getNumLinks());
+        // The pasted reflection follows the pasted source, not the copied one.
+        ASSERT_TRUE(r.getReflSourceRef());
+        EXPECT_EQ(*r.getReflSourceRef()->id, b.getId());
+        EXPECT_EQ(r.getReflBlocks().size(), l.r.getReflBlocks().size());
+        b.addBlock(Lerp::create());
+        target.sys().syncDeep(nullptr, Plm::ExternalResourcesMap());
+        EXPECT_EQ(countBlocks(r), countBlocks(l.r) + 1);
+    }
+}
+
+TEST(EmitterClipboard, AReflectionCopiedAloneOwnsWhatItHeld)
+{
+    Lattice l;
+    const std::vector<uint8_t> bytes = copyEmitters(l.f.sys(), {l.r.getId()});
+    Effect target(System::create("target"));
+    pasteEmitters(target.sys(), bytes);
+    ASSERT_EQ(target.sys().getNumEmitters(), 1u);
+    const Emitter& pasted = target.sys().getEmitter(0);
+    EXPECT_FALSE(pasted.getReflSourceRef());
+    EXPECT_TRUE(pasted.getReflBlocks().empty());
+    EXPECT_EQ(countBlocks(pasted), countBlocks(l.r));
+    EXPECT_EQ(pasted.getNumOwnLinks(), l.r.getNumLinks());
+}
+
+TEST(EmitterClipboard, DataThatCantBeTakenLeavesTheEffectAsItWas)
+{
+    Lattice l;
+    const std::vector<uint8_t> good = copyEmitters(l.f.sys(), {l.b.getId()});
+    Effect target(System::create("target"));
+    const std::vector<Uuid> before = revisions(target.sys());
+    const unsigned int emitters = target.sys().getNumEmitters();
+    std::vector<uint8_t> cut(good.begin(), good.begin() + good.size() / 2);
+    std::vector<uint8_t> noise(good.size(), 0xA5);
+    for (const std::vector<uint8_t>* bad : {&cut, &noise})
+    {
+        EXPECT_ANY_THROW(pasteEmitters(target.sys(), *bad));
+        EXPECT_EQ(target.sys().getNumEmitters(), emitters);
+        EXPECT_EQ(revisions(target.sys()), before);
+    }
 }
 
 }  // namespace

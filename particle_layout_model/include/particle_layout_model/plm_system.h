@@ -276,6 +276,13 @@ public:
     void syncDeep(System* source, const ExternalResourcesMap& map);
     // Cuts the effect loose from its source; emitters keep the direct sources they find.
     void separate(const ExternalResourcesMap& map);
+    // The clipboard form of the emitters with these ids: copies that own all they hold, with
+    // the effect's block resources. The effect itself is left as it is.
+    void copyEmittersToSaver(Sl::RevisionSaver& saver, const std::vector<Uuid>& ids);
+    // Adds the emitters of a clipboard form, all with new identifiers. Raises the stream's
+    // exceptions (or Debug::CheckException) on data that can't be taken; the effect is then
+    // left as it was.
+    void pasteEmittersFromLoader(Sl::RevisionLoader& loader);
     // A new emitter that reflects `source`, an emitter of this effect or of another file, filled
     // at once; external block sources of its blocks are looked up in `map`.
     Emitter& addEmitterReflection(Emitter& source, const ExternalResourcesMap& map);
@@ -319,6 +326,10 @@ private:
     void addEmitterWhileReflectionSync(const Emitter& source);
     void addBlockWhileReflectionSync(const Block& source, const std::string& name);
     void syncResourcesOrder(const System& source);
+    // A reflection of this effect with an empty source path, filled by one synchronisation:
+    // the first step of a copy that owns everything once separated.
+    std::unique_ptr<System> filledReflection();
+    void pasteEmittersFromLoaderPrivateImpl(Sl::RevisionLoader& loader);
     void syncResourceSources(const System& source);
     void recursiveBlocksSync(System* source, Block* directBlock, Block& block,
                              std::vector<Uuid>& visited);
