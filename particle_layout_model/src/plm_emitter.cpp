@@ -935,8 +935,9 @@ void Emitter::restorePositionerLink()
 
 void Emitter::postLoad()
 {
-    // A reflected emitter's guide is filled by synchronisation.
-    if (reflSource_ || !guide_)
+    // A reflected emitter's guide is filled by synchronisation, also where the emitter is
+    // there because its effect reflects another.
+    if (reflSource_ || !guide_ || (owner_ && owner_->isLockedByParentReflection(*this)))
         return;
     // The form first takes what the graph holds now: a file whose guide names blocks that
     // aren't there gives invalid sections, and the migration's links reach only what is there.

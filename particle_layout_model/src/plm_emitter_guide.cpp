@@ -280,6 +280,14 @@ void EmitterGuide::syncReflection(const EmitterGuide& source)
         else
             own->reset();
     }
+    // The parameters the form placed, as the twins of the source's.
+    registered_.clear();
+    for (const auto& entry : source.registered_)
+    {
+        const Uuid id = mapId(entry.first);
+        if (!id.is_nil())
+            registered_[id] = entry.second;
+    }
 }
 
 std::vector<Eg::Base*> EmitterGuide::sections() const

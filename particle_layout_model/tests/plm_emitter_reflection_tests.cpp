@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -461,6 +462,122 @@ TEST(EmitterClipboard, DataThatCantBeTakenLeavesTheEffectAsItWas)
         EXPECT_ANY_THROW(pasteEmitters(target.sys(), *bad));
         EXPECT_EQ(target.sys().getNumEmitters(), emitters);
         EXPECT_EQ(revisions(target.sys()), before);
+    }
+}
+
+}  // namespace
+
+namespace
+{
+
+std::vector<uint8_t> fileBytes(const Plm::ProjectResource& resource)
+{
+    Sl::SaverBinFlex out(Sl::BO_Native, Sl::TC_Off);
+    {
+        Sl::RevisionSaver saver(nullptr, out, nullptr);
+        resource.save(saver);
+    }
+    return out.dataAsVector();
+}
+
+std::vector<uint8_t> reloadedBytes(const std::vector<uint8_t>& bytes)
+{
+    Sl::LoaderBinArray in(bytes.data(), static_cast<uint32_t>(bytes.size()));
+    Sl::RevisionLoader loader(nullptr, in);
+    std::unique_ptr<Plm::ProjectResource> loaded = Plm::ProjectResource::createFromLoader(loader);
+    loaded->postLoad();
+    return fileBytes(*loaded);
+}
+
+std::vector<Lerp*> lerpsOf(const Emitter& emitter, bool locked)
+{
+    std::vector<Lerp*> lerps;
+    for (const Block& block : emitter.allBlocks())
+        if (auto* lerp = dynamic_cast<Lerp*>(const_cast<Block*>(&block)))
+            if (emitter.doesHaveReflectedBlock(block.getId()) == locked)
+                lerps.push_back(lerp);
+    return lerps;
+}
+
+// Random edits of a source and its reflections, with a synchronisation after each: every
+// state saves and loads to the same bytes, a second synchronisation changes nothing, and
+// undoing every step brings back each state that was, down to the first.
+TEST(ReflectionProperty, RandomEditsSyncSaveAndUndoBackToTheFirstBytes)
+{
+    for (const unsigned int seed : {1u, 7u, 2024u})
+    {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Lattice l;
+        std::mt19937 rng(seed);
+        auto pick = [&](size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng); };
+        Plm::ProjectResource* files[] = {l.f.file.get(), l.f2.file.get()};
+        std::vector<std::vector<uint8_t>> history[2];
+        for (unsigned int i = 0; i < 2; ++i)
+        {
+            files[i]->createUndoRevision();
+            history[i].push_back(fileBytes(*files[i]));
+        }
+        for (unsigned int step = 0; step < 60; ++step)
+        {
+            Emitter* emitters[] = {&l.b, &l.r, &l.b2(), &l.r2()};
+            Emitter& e = *emitters[pick(4)];
+            const std::vector<Lerp*> own = lerpsOf(e, false);
+            const std::vector<Lerp*> locked = lerpsOf(e, true);
+            switch (pick(6))
+            {
+            case 0:
+                e.addBlock(Lerp::create());
+                break;
+            case 1:
+                if (!own.empty())
+                    e.removeBlock(own[pick(own.size())]->getId());
+                break;
+            case 2:
+                if (!own.empty())
+                    own[pick(own.size())]->setTo(static_cast<float>(pick(100)));
+                break;
+            case 3:
+                if (!locked.empty())
+                    locked[pick(locked.size())]->setFrom(static_cast<float>(pick(100)));
+                break;
+            case 4:
+                if (!locked.empty())
+                    locked[pick(locked.size())]->setFrom(boost::none);
+                break;
+            case 5:
+            {
+                std::vector<Lerp*> all = own;
+                all.insert(all.end(), locked.begin(), locked.end());
+                Lerp* from = all.empty() ? nullptr : all[pick(all.size())];
+                Lerp* to = all.empty() ? nullptr : all[pick(all.size())];
+                if (from != to)
+                    e.createLink(*from, 3, *to, 0);
+                break;
+            }
+            }
+            l.sync();
+            const std::vector<Uuid> f = revisions(l.f.sys()), f2 = revisions(l.f2.sys());
+            l.sync();
+            ASSERT_EQ(revisions(l.f.sys()), f) << "step " << step;
+            ASSERT_EQ(revisions(l.f2.sys()), f2) << "step " << step;
+            for (unsigned int i = 0; i < 2; ++i)
+            {
+                files[i]->createUndoRevision();
+                history[i].push_back(fileBytes(*files[i]));
+                ASSERT_EQ(reloadedBytes(history[i].back()), history[i].back()) << "step " << step;
+            }
+        }
+        for (unsigned int i = 0; i < 2; ++i)
+        {
+            for (size_t back = history[i].size() - 1; back-- > 0;)
+            {
+                ASSERT_TRUE(files[i]->isUndoPossible());
+                files[i]->undo();
+                ASSERT_EQ(fileBytes(*files[i]), history[i][back])
+                    << "file " << i << " state " << back;
+            }
+            EXPECT_FALSE(files[i]->isUndoPossible());
+        }
     }
 }
 
