@@ -334,14 +334,20 @@ void System::pasteEmittersFromLoader(Sl::RevisionLoader& loader)
     // Read into an effect of its own first, so that bad data leaves this one untouched; then
     // copied once more, so that every identifier is new even when the same data is pasted
     // twice.
-    System received;
-    received.pasteEmittersFromLoaderPrivateImpl(loader);
-    std::unique_ptr<System> renewed = received.filledReflection();
-    renewed->separate(ExternalResourcesMap());
     Sl::SaverBinFlex bytes(Sl::BO_Native, Sl::TC_Off);
+    try
     {
+        System received;
+        received.pasteEmittersFromLoaderPrivateImpl(loader);
+        std::unique_ptr<System> renewed = received.filledReflection();
+        renewed->separate(ExternalResourcesMap());
         Sl::RevisionSaver saver(nullptr, bytes, nullptr);
         renewed->copyEmittersToSaver(saver, renewed->emitterIds_);
+    }
+    catch (const Debug::CheckException&)
+    {
+        // Emitters whose relations break the model's rules: damaged data like any other.
+        throw Sl::CorruptedDataException();
     }
     const std::vector<uint8_t> data = bytes.dataAsVector();
     Sl::LoaderBinArray in(data.data(), static_cast<uint32_t>(data.size()));
