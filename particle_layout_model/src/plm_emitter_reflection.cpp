@@ -134,27 +134,12 @@ void Emitter::syncProps(const EmitterSyncer& syncer)
 
 void Emitter::removeBlockWhileReflectionSync(const Uuid& id)
 {
-    auto found = blocks_.find(id);
-    DEBUG_ASSERT(found != blocks_.end());
-    Block& block = *found->second;
-    if (block.castToBlockGlobParam())
+    Block* block = findBlockById(id);
+    DEBUG_ASSERT(block);
+    if (block->castToBlockGlobParam())
         globalParametersUpdated_ = true;
-    if (const BlockParam* param = block.castToBlockParam())
-        if (param->castToBlockParamUser())
-            removeAllNonReflectedUpdaters(id);
-    separateNonReflectedBlockReflections(block);
-    eraseOwnLinksIf([&](const BlockLink& link)
-                    { return link.output_.blockId == id || link.input_.blockId == id; });
-    // The reflected links are rebuilt afterwards; none may name the block meanwhile.
-    reflLinks_.erase(std::remove_if(reflLinks_.begin(), reflLinks_.end(),
-                                    [&](const BlockLink& link) {
-                                        return link.output_.blockId == id ||
-                                               link.input_.blockId == id;
-                                    }),
-                     reflLinks_.end());
-    reflBlocks_.erase(std::remove(reflBlocks_.begin(), reflBlocks_.end(), id), reflBlocks_.end());
-    blocks_.erase(blocks_.find(id));
-    filterAndDispatchBlocks();
+    // The reflected links on it go too; syncLinks rebuilds the others.
+    removeBlockSilent(id);
 }
 
 void Emitter::syncEmitterBlocksPresence(const EmitterSyncer& syncer,

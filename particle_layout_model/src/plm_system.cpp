@@ -671,6 +671,19 @@ void System::loadBlock(Sl::RevisionLoader& loader)
     insertLoaded(std::move(resource));
 }
 
+uint32_t System::loadEmittersAndBlocks(Sl::RevisionLoader& loader)
+{
+    uint32_t numEmitters = 0;
+    loader.read(numEmitters);
+    for (uint32_t i = 0; i < numEmitters; ++i)
+        loadEmitter(loader);
+    uint32_t numBlocks = 0;
+    loader.read(numBlocks);
+    for (uint32_t i = 0; i < numBlocks; ++i)
+        loadBlock(loader);
+    return numEmitters;
+}
+
 void System::load(Sl::RevisionLoader& loader)
 {
     Sl::ScopedLoaderGroup group(loader, 5);
@@ -734,14 +747,7 @@ void System::load(Sl::RevisionLoader& loader)
         presimTime_.load(in);
     }
 
-    uint32_t numEmitters = 0;
-    loader.read(numEmitters);
-    for (uint32_t i = 0; i < numEmitters; ++i)
-        loadEmitter(loader);
-    uint32_t numBlocks = 0;
-    loader.read(numBlocks);
-    for (uint32_t i = 0; i < numBlocks; ++i)
-        loadBlock(loader);
+    loadEmittersAndBlocks(loader);
     for (const auto& entry : resources_)
         if (SystemResourceEmitter* emitter = entry.second->castToEmitterResource())
             emitter->emitter().checkLoadedBlocks();

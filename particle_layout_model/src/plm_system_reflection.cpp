@@ -361,14 +361,7 @@ void System::pasteEmittersFromLoaderPrivateImpl(Sl::RevisionLoader& loader)
     std::vector<Uuid> before;
     for (const auto& entry : resources_)
         before.push_back(entry.first);
-    uint32_t numEmitters = 0;
-    loader.read(numEmitters);
-    for (uint32_t i = 0; i < numEmitters; ++i)
-        loadEmitter(loader);
-    uint32_t numBlocks = 0;
-    loader.read(numBlocks);
-    for (uint32_t i = 0; i < numBlocks; ++i)
-        loadBlock(loader);
+    const uint32_t numEmitters = loadEmittersAndBlocks(loader);
     filterAndDispatchResources();
     std::vector<Emitter*> pasted;
     for (const auto& entry : resources_)

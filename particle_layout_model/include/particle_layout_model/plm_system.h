@@ -342,6 +342,9 @@ private:
     void saveBlock(Sl::RevisionSaver& saver, const Emitter* emitter, const Block& block) const;
     void loadEmitter(Sl::RevisionLoader& loader);
     void loadBlock(Sl::RevisionLoader& loader);
+    // The counted emitters, then the counted blocks, as save writes them; returns the number of
+    // emitters.
+    uint32_t loadEmittersAndBlocks(Sl::RevisionLoader& loader);
 
     ProjectResource* projectResource_ = nullptr;
     boost::optional<boost::filesystem::path> reflSource_;
