@@ -71,10 +71,34 @@ Emitter& System::addEmitterReflection(Emitter& source, const ExternalResourcesMa
     return added;
 }
 
+const char* System::whyNotReflectable() const
+{
+    auto external = [](const boost::optional<ReflectionSourceRef>& ref)
+    { return ref && ref->isExternal(); };
+    for (const Uuid& id : blockResourceIds_)
+        if (external(blockResourceOf(id).getReflSourceRef()))
+            return "a block resource of the effect reflects another file";
+    for (const Uuid& id : emitterIds_)
+    {
+        const Emitter& emitter = emitterOf(id);
+        if (external(emitter.getReflSourceRef()))
+            return "an emitter of the effect reflects another file";
+        for (const Block& block : emitter.allBlocks())
+            if (external(block.getReflSourceRef()))
+                return "a block of the effect reflects another file";
+    }
+    return nullptr;
+}
+
 void System::syncDeep(System* source, const ExternalResourcesMap& map)
 {
     if (source)
+    {
+        if (const char* reason = source->whyNotReflectable())
+            throw ReflectionRefusedException(std::string("The source can't be reflected: ") +
+                                             reason);
         syncWithReflectionSource(*source);
+    }
 
     std::vector<Uuid> visited;
     for (const Uuid& id : std::vector<Uuid>(blockResourceIds_))

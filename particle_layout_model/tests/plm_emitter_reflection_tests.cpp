@@ -352,6 +352,19 @@ TEST(EmitterReflection, TheEffectFollowsItsSourcesSettingsAndEmitters)
     EXPECT_FALSE(l.f2.sys().isLockedByParentReflection(own));
 }
 
+TEST(EmitterReflection, AnEffectWhoseBlocksReflectOtherFilesIsRefusedAsASource)
+{
+    Lattice l;
+    l.b.setMaxNumParticles(9u);
+    const std::unique_ptr<Lerp> elsewhere = Lerp::create();
+    l.b.addBlockReflection(*elsewhere, Plm::ReflectionSourceRef::external("other.sxed"));
+    ASSERT_TRUE(l.f.sys().whyNotReflectable());
+    const std::vector<Uuid> before = revisions(l.f2.sys());
+    EXPECT_THROW(l.f2.sys().syncDeep(&l.f.sys(), l.map), Plm::ReflectionRefusedException);
+    EXPECT_EQ(revisions(l.f2.sys()), before);
+    EXPECT_NE(l.b2().getMaxNumParticles(), 9u);
+}
+
 }  // namespace
 
 namespace

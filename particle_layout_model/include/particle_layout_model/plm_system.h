@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -154,6 +155,13 @@ private:
     std::unique_ptr<Block> block_;
 };
 
+// An effect that can't follow its source, with the reason for the user.
+class ReflectionRefusedException : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
 // An effect: its emitters, its free-standing block resources and the settings that hold for
 // all of them.
 //
@@ -270,9 +278,14 @@ public:
     // file's directory to this file): new identifiers, this effect's settings as its
     // defaults, no resources until its first syncDeep.
     std::unique_ptr<System> reflect(const boost::filesystem::path& relPath) const;
+    // Whether another effect may reflect this one: not while an emitter or block of it
+    // reflects another file, since a reflection can't translate such a source. Null if it may,
+    // else the reason.
+    const char* whyNotReflectable() const;
     // Follows `source` (null when the effect has no source or it can't be found): the settings
     // that follow, which resources exist, the order of the emitters, their sources, and then
-    // every block resource and emitter. External sources are looked up in `map`.
+    // every block resource and emitter. External sources are looked up in `map`. A source
+    // that can't be reflected raises ReflectionRefusedException before anything changes.
     void syncDeep(System* source, const ExternalResourcesMap& map);
     // Cuts the effect loose from its source; emitters keep the direct sources they find.
     void separate(const ExternalResourcesMap& map);
