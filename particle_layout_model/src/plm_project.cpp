@@ -316,7 +316,11 @@ bool Project::moveRenameResourceButNotRefresh(const path& from, const path& to)
         removeExportedFiles(*handler);
     boost::system::error_code error;
     bfs::rename(from, to, error);
-    return !error;
+    if (error)
+        return false;
+    // What reflects the file, and what the file reflects, name it by relative paths.
+    redirectAllReflections({{from, to}});
+    return true;
 }
 
 std::map<Project::path, Project::path> Project::moveRenameFolderButNotRefresh(const path& from,
@@ -332,6 +336,8 @@ std::map<Project::path, Project::path> Project::moveRenameFolderButNotRefresh(co
     bfs::rename(from, to, error);
     if (error)
         map.clear();
+    else
+        redirectAllReflections(map);
     return map;
 }
 

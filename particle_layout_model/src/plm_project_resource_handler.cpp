@@ -8,8 +8,10 @@
 
 #include "boost_ext/boost_ext_uuid.h"
 #include "debug/debug_check.h"
+#include "particle_layout_model/plm_external_resources_map.h"
 #include "particle_layout_model/plm_project.h"
 #include "revision_saveload/sl_exceptions.h"
+#include "revision_saveload/sl_loader_bin_array.h"
 #include "revision_saveload/sl_loader_bin_istream.h"
 #include "revision_saveload/sl_revision_loader.h"
 #include "revision_saveload/sl_revision_saver.h"
@@ -301,7 +303,103 @@ const path& ProjectResourceHandler::getExternalSourceRelativePath(unsigned int i
 
 void ProjectResourceHandler::replaceExternalSource(const path& from, const path& to)
 {
+    boost::optional<Uuid> recorded;
+    for (const External& external : externals_)
+        if (external.relPath == from)
+            recorded = external.revision;
     getLoadedResource().replaceExternalSource(from, to);
+    // The list follows the content at the change notification, where `to` comes new.
+    for (External& external : externals_)
+        if (external.relPath == to && !external.revision)
+            external.revision = recorded;
+}
+
+bool ProjectResourceHandler::doesNeedSync(const ExternalResourcesMap& map) const
+{
+    for (const External& external : externals_)
+    {
+        const ProjectResourceHandler* source = map.findResourceHandler(external.relPath);
+        if (source && (!external.revision || *external.revision != source->getRevision()))
+            return true;
+    }
+    return false;
+}
+
+void ProjectResourceHandler::syncLoadedResource(const ExternalResourcesMap& map)
+{
+    getLoadedResource().sync(map);
+    for (External& external : externals_)
+    {
+        const ProjectResourceHandler* source = map.findResourceHandler(external.relPath);
+        if (!source || !source->isLoaded())
+            continue;
+        // The map words each source it couldn't follow with the source's path first.
+        const std::string prefix = source->getPath().string() + ": ";
+        const bool refused = std::any_of(map.problems().begin(), map.problems().end(),
+                                         [&](const std::string& problem) {
+                                             return problem.compare(0, prefix.size(), prefix) == 0;
+                                         });
+        if (!refused)
+            external.revision = source->getRevision();
+    }
+}
+
+namespace
+{
+
+std::vector<uint8_t> saveContent(const ProjectResource& resource)
+{
+    Sl::SaverBinFlex out(Sl::BO_Native, Sl::TC_On);
+    {
+        Sl::RevisionSaver saver(nullptr, out, nullptr);
+        resource.saveResource(saver);
+    }
+    return out.dataAsVector();
+}
+
+}  // namespace
+
+ProjectResourceHandler::Snapshot ProjectResourceHandler::takeSnapshot() const
+{
+    Snapshot snapshot;
+    // Writing the content costs as much as saving the file: only done where the file differs.
+    if (doesLoadedResourceNeedSave())
+        snapshot.content = saveContent(getLoadedResource());
+    snapshot.revision = revision_;
+    snapshot.exportRevision = exportRevision_;
+    snapshot.externals = externals_;
+    snapshot.dependencies = *externalDependencies_;
+    return snapshot;
+}
+
+void ProjectResourceHandler::restoreSnapshot(const Snapshot& snapshot)
+{
+    std::vector<uint8_t> content;
+    if (snapshot.content)
+        content = *snapshot.content;
+    else
+    {
+        // The content as the file holds it, read apart and written in the form loadResource
+        // takes.
+        std::ifstream in(path_.string(), std::ios::binary);
+        if (!in)
+            throw Exception("Cannot open " + path_.string());
+        Sl::LoaderBinIStream stream(in);
+        Sl::RevisionLoader loader(nullptr, stream);
+        ProjectResourceHandler scratch(nullptr, nullptr, path_, Private());
+        scratch.readHeaderOnlyFromLoader(loader);
+        content = saveContent(*ProjectResource::createFromLoader(loader));
+    }
+    {
+        Sl::LoaderBinArray in(content.data(), static_cast<uint32_t>(content.size()));
+        Sl::RevisionLoader loader(nullptr, in);
+        getLoadedResource().loadResource(loader);
+    }
+    // Reading may have notified changes: the head goes back to what it was as well.
+    revision_ = snapshot.revision;
+    exportRevision_ = snapshot.exportRevision;
+    externals_ = snapshot.externals;
+    *externalDependencies_ = snapshot.dependencies;
 }
 
 void ProjectResourceHandler::extractExternalResourcesFromLoadedResource()

@@ -26,6 +26,7 @@ class Saver;
 namespace Plm
 {
 
+class ExternalResourcesMap;
 class Project;
 class ProjectResource;
 class ProjectResourceHandler;
@@ -48,6 +49,21 @@ struct ProjectRefreshResult
     {
         return foldersToDelete_.empty() && resourcesToDelete_.empty() && resourcesToUpdate_.empty();
     }
+};
+
+// What a reflection pass (or a redirection after a move) did and couldn't do.
+struct ReflectionSyncReport
+{
+    // The effect files it changed, each once, in the order it changed them (absolute paths).
+    std::vector<boost::filesystem::path> changed;
+    // What it couldn't follow or refused, one text per problem, each naming its file: a
+    // source that can't be loaded or is of another kind, a source the project doesn't know,
+    // a cycle of reflections, a file whose synchronisation failed (it is left as it was), a
+    // file that can't be written.
+    std::vector<std::string> problems;
+
+    void addChanged(const boost::filesystem::path& file);
+    void addProblem(const std::string& text);
 };
 
 // A directory of the project's tree, mirroring the disk: its child directories and its
@@ -230,6 +246,47 @@ public:
     void createMoveFolderResourcesMap(const path& from, const path& to,
                                       std::map<path, path>& map) const;
 
+    // Reflection between files. A reflection that had no unsaved changes before a pass and
+    // that the pass changed is saved at once; one with unsaved changes stays unsaved. A file
+    // whose synchronisation fails goes back to its state before it, nothing of it is saved, and
+    // the pass goes on with the others. A file in a cycle of reflections isn't synchronised.
+    // Problems go to `report` when one is given, and to the log.
+
+    // The sources of the handler's file that the project knows, under the relative paths the
+    // file holds.
+    void createExternalResourcesMap(const ProjectResourceHandler& handler,
+                                    ExternalResourcesMap& map) const;
+    // A new effect file in the folder at `folderPath` that reflects the effect file at
+    // `sourcePath`, filled from it at once and saved. Its name is made unique from `name`, or
+    // from the source's name when `name` is empty. Raises ProjectResourceHandler::Exception
+    // when there is no such folder, the source isn't an effect of the project or can't be
+    // loaded, or the file can't be written.
+    ProjectResourceHandlerPtr addReflectedSystem(const path& folderPath, const path& sourcePath,
+                                                 const std::string& name = std::string(),
+                                                 ReflectionSyncReport* report = nullptr);
+    // Loads the file and its sources for the time and synchronises it, needed or not. True
+    // when it changed.
+    bool syncResource(const path& filePath, ReflectionSyncReport* report = nullptr);
+    // The loaded files that reflect the file, directly or through others, follow it where
+    // needed; nothing is loaded or saved (for the editor while the source is edited).
+    void syncLoadedReflections(const path& filePath, ReflectionSyncReport* report = nullptr);
+    // Every file that reflects the file, directly or through others, loaded or not, follows
+    // it where needed.
+    void syncAllReflections(const path& filePath, ReflectionSyncReport* report = nullptr);
+    // Every file whose sources have moved on since its last synchronisation follows them,
+    // and then what reflects it. True when no file needed it. Files whose sources the
+    // project doesn't know are reported and left as they are.
+    bool syncAllReflections(ReflectionSyncReport* report = nullptr);
+    // Cuts the loaded file loose from the files it reflects. False, with `why`, when it
+    // reflects nothing or the model refuses (it is left as it was then); not saved.
+    bool separateLoadedResource(const path& filePath, std::string* why = nullptr);
+    // Files moved on disk (old to new absolute paths), before the next refresh: every file
+    // that reflects a moved one, and every moved file that reflects another, names it by its
+    // new relative path. Files that were clean are written at once; a moved file is written
+    // at its new place.
+    void redirectAllReflections(const std::map<path, path>& oldToNew,
+                                ReflectionSyncReport* report = nullptr);
+
     // Drops the unsaved changes of a loaded file by reading it again.
     void discardLoadedResourceChanges(const path& filePath);
 
@@ -276,6 +333,25 @@ private:
     void removeResourceInMemory(ProjectFolder& folder, const ProjectResourceHandler& handler);
     void removeFolderInMemory(ProjectFolder& parent, const ProjectFolder& folder);
     boost::optional<std::time_t> readProjectFileTime() const;
+
+    // Reflection.
+    // A group held for the time of one operation (plm_project_reflection.cpp).
+    class PassingGroup;
+    path absoluteSourcePath(const ProjectResourceHandler& handler, const path& relPath) const;
+    // The chain of files that leads from the file back to itself, if there is one.
+    std::vector<path> findReflectionCycle(const path& filePath) const;
+    // Synchronises one loaded file (only when needed unless `force`), with the rules above.
+    // True when it changed.
+    bool syncLoadedResourceGuarded(ProjectResourceHandler& handler, bool force, bool saveClean,
+                                   ReflectionSyncReport& report);
+    // The files that name the file as a source.
+    std::vector<path> findDirectReflections(const path& filePath) const;
+    // Follows the files that reflect the file, and then theirs: with a group, every file that
+    // needs it, loaded for the time; without, the loaded ones alone, and nothing is saved.
+    void processDependencies(const path& filePath, PassingGroup* group, std::vector<path>& visited,
+                             ReflectionSyncReport& report);
+    void redirectMovedFile(const path& from, const path& to, const std::map<path, path>& oldToNew,
+                           ReflectionSyncReport& report);
 
     path projectFilePath_;
     path projectDir_;

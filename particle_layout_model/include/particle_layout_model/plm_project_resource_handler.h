@@ -27,6 +27,7 @@ class Saver;
 namespace Plm
 {
 
+class ExternalResourcesMap;
 class Project;
 class ProjectFolder;
 
@@ -80,6 +81,18 @@ public:
 
     static const char* getResourceExtension() { return ".sxed"; }
     static const char* getAutoSaveExtension() { return ".autosave"; }
+    // The state of a loaded file to go back to when an operation fails halfway: the content
+    // and what the head holds about it. A file with nothing to save keeps no copy of its
+    // content: the file on disk holds it.
+    struct Snapshot
+    {
+        boost::optional<std::vector<uint8_t>> content;
+        Uuid revision{};
+        Uuid exportRevision{};
+        std::vector<External> externals;
+        ExternalDependencies dependencies;
+    };
+
     static constexpr uint32_t kMagic = 0xABCDEF33;
     // The load error that a stream's exception stands for.
     static EnumResourceLoadError loadErrorOf(const Sl::Exception& error);
@@ -138,7 +151,23 @@ public:
     }
     const path& getExternalSourceRelativePath(unsigned int index) const;
     const std::vector<External>& externals() const { return externals_; }
+    // A source file moved: the loaded content names `to` in place of `from`. The revision
+    // recorded for `from` goes with it, since the file itself is the same.
     void replaceExternalSource(const path& from, const path& to);
+
+    // Reflection. True when a source that `map` holds has another revision than the one
+    // recorded at the last synchronisation, or none was recorded.
+    bool doesNeedSync(const ExternalResourcesMap& map) const;
+    // The loaded content follows its sources; then each source that could be followed (loaded
+    // and of the kind asked for) has its revision recorded. One that couldn't stays unrecorded,
+    // so that the next pass looks at it (and reports it) again.
+    void syncLoadedResource(const ExternalResourcesMap& map);
+
+    // The loaded state, and going back to one taken before. Going back keeps the resource
+    // object (and its undo history) and reads the content into it; it raises the stream's
+    // exceptions, or Exception, when the file it must read can't be read.
+    Snapshot takeSnapshot() const;
+    void restoreSnapshot(const Snapshot& snapshot);
     const ExternalDependencies& externalDependencies() const { return *externalDependencies_; }
 
     void autoSaveUndoStackIfPossible() const;
