@@ -1,5 +1,6 @@
-// scintari project: makes a project or a new effect in one, shows a project, and tells what
-// changed on disk since the last refresh.
+// scintari project: makes a project or a new effect in one, shows a project, tells what
+// changed on disk since the last refresh, and brings reflected effects in step with their
+// sources.
 #include <algorithm>
 #include <fstream>
 #include <iostream>
@@ -32,6 +33,7 @@ const char* const help =
     "scintari project info <file.sxproj> [--heads]\n"
     "scintari project refresh <file.sxproj> [--dry-run]\n"
     "scintari project add <file.sxproj> <name> [--folder <path>]\n"
+    "scintari project sync <file.sxproj>\n"
     "\n"
     "  new: makes <dir> (if it isn't there), the project file <dir>/<name>.sxproj with the\n"
     "  default settings, and its folders for effects and textures, \"effects\" and\n"
@@ -87,6 +89,16 @@ const char* const help =
     "  --folder is given), under <name>, or \"<name> (1)\", \"<name> (2)\" and so on if a\n"
     "  file of that name is there, and prints:\n"
     "    created: <path>\n"
+    "\n"
+    "  sync: brings every effect that reflects another (scintari effect reflect) in step\n"
+    "  with the effects it reflects, where these changed since its last synchronisation,\n"
+    "  and then what reflects it in turn; each effect it changes is saved, and printed as\n"
+    "    synced: <path relative to the project's folder>\n"
+    "  in the order of the synchronisation. What can't be followed is named on standard\n"
+    "  error, one line each, and the effect is left as it is: a source that isn't in the\n"
+    "  project, can't be read or holds no effect, effects that reflect each other in a\n"
+    "  circle (\"reflection cycle: a.sxed -> b.sxed -> a.sxed\"), an effect whose\n"
+    "  synchronisation fails. Then the exit code is 1.\n"
     "\n"
     "  Paths are relative to the resources folder, with \"/\" between names. A project file\n"
     "  that can't be read (missing, not a regular file, damaged, cut short, of another\n"
@@ -496,15 +508,46 @@ int runAdd(const std::vector<std::string>& args)
     return 0;
 }
 
+int runSync(const std::vector<std::string>& args)
+{
+    if (args.size() != 2)
+        return usage("sync takes one project file");
+    std::unique_ptr<Plm::Project> project = openProject(args[1]);
+    if (!project)
+        return 2;
+    Plm::ReflectionSyncReport report;
+    try
+    {
+        project->syncAllReflections(&report);
+    }
+    catch (const std::exception& e)
+    {
+        return refuse(args[1] + ": " + Scintari::describeFailure(e, "an effect of the project"));
+    }
+    for (const bfs::path& changed : report.changed)
+        std::cout << "synced: " << relativeTo(project->getProjectDir(), changed) << "\n";
+    for (const std::string& problem : report.problems)
+        std::cerr << "scintari project: " << problem << "\n";
+    // A changed effect that had unsaved changes before: nothing here holds any.
+    if (!project->saveAllUnsavedResources())
+    {
+        std::cerr << "scintari project: an effect can't be written\n";
+        return 2;
+    }
+    return report.problems.empty() ? 0 : 1;
+}
+
 int runProject(const std::vector<std::string>& args)
 {
     if (args.empty())
-        return usage("a subcommand is needed: new, info, refresh or add");
+        return usage("a subcommand is needed: new, info, refresh, add or sync");
     const std::string& sub = args[0];
     if (sub == "new")
         return runNew(args);
     if (sub == "add")
         return runAdd(args);
+    if (sub == "sync")
+        return runSync(args);
     if (sub != "info" && sub != "refresh")
         return usage("unknown subcommand '" + sub + "'");
     if (args.size() < 2)
@@ -529,7 +572,8 @@ int runProject(const std::vector<std::string>& args)
 }
 
 const Scintari::CommandRegistration registration(Scintari::Command{
-    "project", "make a project or an effect in it, show one, or tell what changed on disk", help,
-    runProject});
+    "project",
+    "make a project or an effect in it, show one, tell what changed on disk, or sync reflections",
+    help, runProject});
 
 }  // namespace

@@ -1,11 +1,15 @@
 // What the commands that read the effect model share.
 #include "scintari_model.h"
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <sstream>
 
+#include <boost/filesystem/operations.hpp>
 #include <boost/uuid/uuid_io.hpp>
+
+#include "boost_ext/boost_ext_path.h"
 
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_emitter_guide.h"
@@ -249,6 +253,38 @@ std::unique_ptr<Plm::Project> openProject(const std::string& path, std::string& 
         why = path + ": " + describeFailure(e, "the project file");
     }
     return nullptr;
+}
+
+std::string findProjectFileFor(const std::string& effectFile, std::string& why)
+{
+    namespace bfs = boost::filesystem;
+    const bfs::path start = BoostExt::normalizePath(bfs::absolute(effectFile)).parent_path();
+    for (bfs::path dir = start; !dir.empty(); dir = dir.parent_path())
+    {
+        std::vector<bfs::path> found;
+        boost::system::error_code error;
+        for (bfs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error))
+        {
+            boost::system::error_code statusError;
+            if (it->path().extension() == Plm::Project::getProjectExtension() &&
+                bfs::is_regular_file(it->status(statusError)))
+                found.push_back(it->path());
+        }
+        if (found.size() > 1)
+        {
+            std::sort(found.begin(), found.end());
+            why = "'" + effectFile + "' lies in more than one project: " + dir.string() +
+                  " holds " + found[0].filename().string() + " and " + found[1].filename().string();
+            return std::string();
+        }
+        if (found.size() == 1)
+            return found[0].string();
+        if (dir == dir.root_path())
+            break;
+    }
+    why = "'" + effectFile + "' lies in no project: no " + Plm::Project::getProjectExtension() +
+          " file in its folder or above it";
+    return std::string();
 }
 
 bool readPlayableEffect(const std::string& path, std::vector<uint8_t>& bytes, std::string& why,

@@ -53,6 +53,11 @@ bool compileSystem(const Plm::System& system, std::ostream& marks, std::vector<u
 // "p.sxproj is not a project file that this program can read: the data is damaged".
 std::unique_ptr<Plm::Project> openProject(const std::string& path, std::string& why);
 
+// The project file that an effect file belongs to: the one in the file's folder or in the
+// nearest folder above it that holds one. Empty, with `why`, when there is none or a folder
+// holds more than one.
+std::string findProjectFileFor(const std::string& effectFile, std::string& why);
+
 // What `run` and `render` play: the bytes of a compiled effect, or of an effect file
 // compiled in memory (its marks go to `marks`). False, with `why`, for a refused file.
 bool readPlayableEffect(const std::string& path, std::vector<uint8_t>& bytes, std::string& why,
