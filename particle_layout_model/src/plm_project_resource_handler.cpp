@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
+#include <limits>
 
 #include <boost/filesystem/operations.hpp>
 
@@ -26,6 +26,22 @@ namespace Plm
 
 namespace
 {
+
+// The bytes of a file, or nothing when it can't be read.
+boost::optional<std::vector<uint8_t>> readWholeFile(const boost::filesystem::path& file)
+{
+    std::ifstream in(file.string(), std::ios::binary | std::ios::ate);
+    if (!in)
+        return boost::none;
+    const std::streamoff size = in.tellg();
+    if (size < 0)
+        return boost::none;
+    std::vector<uint8_t> bytes(static_cast<size_t>(size));
+    in.seekg(0);
+    if (!in.read(reinterpret_cast<char*>(bytes.data()), size))
+        return boost::none;
+    return bytes;
+}
 
 using Uuid = boost::uuids::uuid;
 using path = boost::filesystem::path;
@@ -381,10 +397,10 @@ void ProjectResourceHandler::restoreSnapshot(const Snapshot& snapshot)
     {
         // The content as the file holds it, read apart and written in the form loadResource
         // takes.
-        std::ifstream in(path_.string(), std::ios::binary);
-        if (!in)
+        const boost::optional<std::vector<uint8_t>> bytes = readWholeFile(path_);
+        if (!bytes || bytes->size() > std::numeric_limits<uint32_t>::max())
             throw Exception("Cannot open " + path_.string());
-        Sl::LoaderBinIStream stream(in);
+        Sl::LoaderBinArray stream(bytes->data(), static_cast<uint32_t>(bytes->size()));
         Sl::RevisionLoader loader(nullptr, stream);
         ProjectResourceHandler scratch(nullptr, nullptr, path_, Private());
         scratch.readHeaderOnlyFromLoader(loader);
@@ -591,12 +607,16 @@ bool ProjectResourceHandler::readHeaderOnlyFromFile()
 
 bool ProjectResourceHandler::readHeaderAndResourceFromFile()
 {
-    std::ifstream in(path_.string(), std::ios::binary);
-    if (!in)
+    // Read whole first: reading the many small values from memory is several times faster
+    // than through the stream.
+    const boost::optional<std::vector<uint8_t>> bytes = readWholeFile(path_);
+    if (!bytes)
         return false;
     try
     {
-        Sl::LoaderBinIStream stream(in);
+        if (bytes->size() > std::numeric_limits<uint32_t>::max())
+            throw Sl::CorruptedDataException();
+        Sl::LoaderBinArray stream(bytes->data(), static_cast<uint32_t>(bytes->size()));
         Sl::RevisionLoader loader(nullptr, stream);
         readHeaderOnlyFromLoader(loader);
         std::unique_ptr<ProjectResource> resource = ProjectResource::createFromLoader(loader);
