@@ -70,6 +70,7 @@ System* ExternalResourcesMap::findSystem(const path& relPath) const
 
 void ExternalResourcesMap::reportProblem(const path& relPath, const std::string& what) const
 {
+    refused_.insert(relPath);
     const ProjectResourceHandler* handler = findResourceHandler(relPath);
     std::string text =
         handler->getPath().string() + ": " + what + "; what reflects it is left as it is";

@@ -349,12 +349,7 @@ void ProjectResourceHandler::syncLoadedResource(const ExternalResourcesMap& map)
         const ProjectResourceHandler* source = map.findResourceHandler(external.relPath);
         if (!source || !source->isLoaded())
             continue;
-        // The map words each source it couldn't follow with the source's path first.
-        const std::string prefix = source->getPath().string() + ": ";
-        const bool refused = std::any_of(map.problems().begin(), map.problems().end(),
-                                         [&](const std::string& problem) {
-                                             return problem.compare(0, prefix.size(), prefix) == 0;
-                                         });
+        const bool refused = map.wasRefused(external.relPath);
         if (!refused)
             external.revision = source->getRevision();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -41,12 +42,15 @@ public:
     const std::map<path, ProjectResourceHandler*>& entries() const { return externals_; }
     // What the finds met and couldn't follow, one text per problem, naming the file.
     const std::vector<std::string>& problems() const { return problems_; }
+    // Whether a find met that file and couldn't follow it.
+    bool wasRefused(const path& relPath) const { return refused_.count(relPath) != 0; }
 
 private:
     void reportProblem(const path& relPath, const std::string& what) const;
 
     std::map<path, ProjectResourceHandler*> externals_;
     mutable std::vector<std::string> problems_;
+    mutable std::set<path> refused_;
 };
 
 }  // namespace Plm
