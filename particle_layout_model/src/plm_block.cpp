@@ -167,11 +167,21 @@ bool Block::syncWithReflectionSource(const BlockSyncer& syncer)
     return true;
 }
 
-bool Block::syncDeep(System* sourceSystem, Emitter* sourceEmitter, Block* directSource)
+bool Block::syncDeep(System* sourceSystem, Emitter* sourceEmitter, Block* directSource,
+                     Emitter* systemSourceEmitter)
 {
-    Block* systemSource =
-        sourceSystem ? sameKind(sourceSystem->findDeepBlockBySystemReflId(systemReflId_), *this)
-                     : nullptr;
+    // A systemReflId is unique within an effect: found in the emitter's counterpart, it is the
+    // one the whole effect would give.
+    Block* systemSource = nullptr;
+    if (sourceSystem)
+    {
+        systemSource = systemSourceEmitter
+                           ? systemSourceEmitter->findBlockBySystemReflId(systemReflId_)
+                           : nullptr;
+        if (!systemSource)
+            systemSource = sourceSystem->findDeepBlockBySystemReflId(systemReflId_);
+        systemSource = sameKind(systemSource, *this);
+    }
     Block* emitterSource =
         sourceEmitter ? sameKind(sourceEmitter->findBlockByEmitterReflId(emitterReflId_), *this)
                       : nullptr;

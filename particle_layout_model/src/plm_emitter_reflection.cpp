@@ -257,7 +257,7 @@ void Emitter::addBlockWhileReflectionSync(const EmitterSyncer& syncer,
     added.connectWithOwner(*this, {});
     Emitter* system = syncer.getSystemReflSource();
     added.syncDeep(system ? system->getSystem() : nullptr, syncer.getDirectReflSource(),
-                   findDirectBlockSource(added, map));
+                   findDirectBlockSource(added, map), system);
     if (added.castToBlockGlobParam())
         globalParametersUpdated_ = true;
 }
@@ -358,6 +358,8 @@ void Emitter::syncAllBlocks(System* sourceSystem, Emitter* directSource,
                             const ExternalResourcesMap& map)
 {
     std::vector<Uuid> visited;
+    Emitter* systemSource =
+        sourceSystem ? sourceSystem->findEmitterBySystemReflId(systemReflId_) : nullptr;
     for (const Uuid& id : std::vector<Uuid>(lists_[BL_All]))
     {
         Block* block = findBlockById(id);
@@ -367,19 +369,19 @@ void Emitter::syncAllBlocks(System* sourceSystem, Emitter* directSource,
         // A block whose source is a sibling is reached from that sibling.
         if (ref && !ref->isExternal() && findBlockById(*ref->id))
             continue;
-        recursiveBlockSync(sourceSystem, directSource, findDirectBlockSource(*block, map), *block,
-                           visited);
+        recursiveBlockSync(sourceSystem, systemSource, directSource,
+                           findDirectBlockSource(*block, map), *block, visited);
     }
 }
 
-void Emitter::recursiveBlockSync(System* sourceSystem, Emitter* directSource, Block* directBlock,
-                                 Block& block, std::vector<Uuid>& visited)
+void Emitter::recursiveBlockSync(System* sourceSystem, Emitter* systemSource, Emitter* directSource,
+                                 Block* directBlock, Block& block, std::vector<Uuid>& visited)
 {
     // Each block once, even where a damaged file names a circle of sources.
     if (std::find(visited.begin(), visited.end(), block.getId()) != visited.end())
         return;
     visited.push_back(block.getId());
-    block.syncDeep(sourceSystem, directSource, directBlock);
+    block.syncDeep(sourceSystem, directSource, directBlock, systemSource);
     for (const Uuid& id : std::vector<Uuid>(lists_[BL_All]))
     {
         Block* other = findBlockById(id);
@@ -387,7 +389,7 @@ void Emitter::recursiveBlockSync(System* sourceSystem, Emitter* directSource, Bl
             continue;
         const boost::optional<ReflectionSourceRef> ref = other->getReflSourceRef();
         if (ref && ref->id && *ref->id == block.getId())
-            recursiveBlockSync(sourceSystem, directSource, &block, *other, visited);
+            recursiveBlockSync(sourceSystem, systemSource, directSource, &block, *other, visited);
     }
 }
 

@@ -141,8 +141,10 @@ public:
     bool syncWithReflectionSource(const BlockSyncer& syncer);
     // Finds the counterparts of this block in `sourceSystem` (by systemReflId) and in
     // `sourceEmitter` (by emitterReflId), each only if given, and synchronises with them and
-    // `directSource`. A counterpart of another kind counts as absent.
-    bool syncDeep(System* sourceSystem, Emitter* sourceEmitter, Block* directSource);
+    // `directSource`. A counterpart of another kind counts as absent. `systemSourceEmitter`,
+    // the counterpart in `sourceSystem` of the block's emitter, is searched first.
+    bool syncDeep(System* sourceSystem, Emitter* sourceEmitter, Block* directSource,
+                  Emitter* systemSourceEmitter = nullptr);
     void extractExternalSources(std::vector<boost::filesystem::path>& paths) const;
     void replaceExternalSource(const boost::filesystem::path& from,
                                const boost::filesystem::path& to);

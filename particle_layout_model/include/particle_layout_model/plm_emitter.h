@@ -345,8 +345,8 @@ private:
     void syncDirectReflections(const EmitterSyncer& syncer);
     void syncAllBlocks(System* sourceSystem, Emitter* directSource,
                        const ExternalResourcesMap& map);
-    void recursiveBlockSync(System* sourceSystem, Emitter* directSource, Block* directBlock,
-                            Block& block, std::vector<Uuid>& visited);
+    void recursiveBlockSync(System* sourceSystem, Emitter* systemSource, Emitter* directSource,
+                            Block* directBlock, Block& block, std::vector<Uuid>& visited);
     void syncLinks(const EmitterSyncer& syncer);
     // The block's own source: through `map` when it lies in another file, else in this file.
     Block* findDirectBlockSource(const Block& block, const ExternalResourcesMap& map);
