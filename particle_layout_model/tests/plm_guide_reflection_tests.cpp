@@ -1,13 +1,13 @@
-// The guide of a reflected emitter: an empty twin made with the emitter's copy, filled by
-// synchronisation with the source's guide once the emitter holds the reflected blocks.
+// The guide of a reflected emitter: an empty twin made with the emitter's copy, filled by the
+// emitter's synchronisation once it holds the reflected blocks.
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "particle_layout_model/plm_block_stream.h"
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_emitter_guide.h"
+#include "particle_layout_model/plm_external_resources_map.h"
 #include "particle_layout_model/plm_guide_appearance.h"
 #include "particle_layout_model/plm_guide_custom_values.h"
 #include "particle_layout_model/plm_guide_position.h"
@@ -22,26 +22,6 @@ namespace
 
 using namespace Plm;
 using Uuid = boost::uuids::uuid;
-
-// Brings the blocks and links of `to` to those of `from`, block identities included, as the
-// emitter's own synchronisation will: removed blocks go, new ones come with their ids.
-void mirrorBlocks(Emitter& to, const Emitter& from)
-{
-    std::vector<Uuid> gone;
-    for (const Block& block : to.allBlocks())
-        if (!from.findBlockById(block.getId()))
-            gone.push_back(block.getId());
-    for (const Uuid& id : gone)
-        to.removeBlock(id);
-    for (const Block& block : from.allBlocks())
-        if (!to.findBlockById(block.getId()))
-        {
-            const std::vector<uint8_t> bytes = saveBlockPlain(block);
-            to.addBlock(loadBlockPlain(bytes.data(), bytes.size()));
-        }
-    for (unsigned int i = 0; i < from.getNumLinks(); ++i)
-        to.createLink(from.getLink(i));
-}
 
 struct Shape
 {
@@ -73,6 +53,8 @@ void expectSameShape(const EmitterGuide& a, const EmitterGuide& b)
     EXPECT_EQ(sa.values, sb.values);
 }
 
+// An emitter and a reflection of it, as copied: the emitter's first synchronisation brings
+// the blocks, then the guide follows.
 struct Pair
 {
     System system;
@@ -80,11 +62,7 @@ struct Pair
     Emitter& reflection =
         system.addEmitter(source.reflect(ReflectionSourceRef::internal(source.getId())));
 
-    void sync()
-    {
-        mirrorBlocks(reflection, source);
-        reflection.guide()->syncReflection(*source.guide());
-    }
+    void sync() { system.syncDeep(nullptr, ExternalResourcesMap()); }
 };
 
 TEST(GuideReflection, ACopyHasAnEmptyGuideThatSyncFillsAsItsSource)
@@ -100,8 +78,7 @@ TEST(GuideReflection, ACopyHasAnEmptyGuideThatSyncFillsAsItsSource)
     p.sync();
     const EmitterGuide& twin = *p.reflection.guide();
     expectSameShape(twin, *p.source.guide());
-    // The blocks here are the source's own ids only because the mirror keeps them; the twin
-    // names the blocks of its emitter.
+    // The twin names the blocks of its own emitter.
     EXPECT_TRUE(p.reflection.findBlockById(twin.blockConstructId()));
     EXPECT_TRUE(twin.getNormParticleLifeConnector());
     // What the twin holds reads the same from its own graph.
