@@ -365,10 +365,7 @@ void ProjectResourceSystem::sync(const ExternalResourcesMap& map)
     system_->syncDeep(source ? map.findSystem(*source) : nullptr, map);
 }
 
-void ProjectResourceSystem::separate(const ExternalResourcesMap& map)
-{
-    system_->separate(map);
-}
+void ProjectResourceSystem::separate(const ExternalResourcesMap& map) { system_->separate(map); }
 
 void ProjectResourceSystem::loadResource(Sl::RevisionLoader& loader)
 {
@@ -454,10 +451,7 @@ void ProjectResourceBlock::sync(const ExternalResourcesMap& map)
     block_->syncDeep(nullptr, nullptr, source ? map.findBlock(*source->relPath) : nullptr);
 }
 
-void ProjectResourceBlock::separate(const ExternalResourcesMap&)
-{
-    block_->separate();
-}
+void ProjectResourceBlock::separate(const ExternalResourcesMap&) { block_->separate(); }
 
 void ProjectResourceBlock::loadResource(Sl::RevisionLoader& loader)
 {
@@ -533,10 +527,7 @@ void ProjectResourceEmitter::sync(const ExternalResourcesMap& map)
     emitter_->syncDeep(nullptr, source ? map.findEmitter(*source->relPath) : nullptr, map);
 }
 
-void ProjectResourceEmitter::separate(const ExternalResourcesMap&)
-{
-    emitter_->separate();
-}
+void ProjectResourceEmitter::separate(const ExternalResourcesMap&) { emitter_->separate(); }
 
 void ProjectResourceEmitter::loadResource(Sl::RevisionLoader& loader)
 {

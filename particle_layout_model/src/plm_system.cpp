@@ -101,10 +101,7 @@ bool SystemResourceEmitter::isLockedByParentReflection(const Emitter& emitter) c
     return system && system->doesHaveReflectedResource(emitter.getId());
 }
 
-void SystemResourceEmitter::separate()
-{
-    emitter_->separate();
-}
+void SystemResourceEmitter::separate() { emitter_->separate(); }
 
 void SystemResourceEmitter::notifyDeepChanged(bool affectsExport)
 {
