@@ -49,6 +49,22 @@ Block* findBlockInFileOf(Emitter& emitter, const Uuid& id)
     return resource ? resource->findBlockById(id) : emitter.findBlockById(id);
 }
 
+// Which identifier ties an emitter's blocks to those of a source: the systemReflId for the
+// counterpart in the effect that the emitter's effect reflects, the emitterReflId for the
+// emitter's direct source.
+enum class Tie
+{
+    System,
+    Emitter
+};
+
+// The block of `emitter` that stands for `sourceBlock` of a source tied by `tie`, or null.
+Block* counterpartHere(const Emitter& emitter, const Block& sourceBlock, Tie tie)
+{
+    return tie == Tie::System ? emitter.findBlockBySystemReflId(sourceBlock.getSystemReflId())
+                              : emitter.findBlockByEmitterReflId(sourceBlock.getEmitterReflId());
+}
+
 // The index of the parameter with that identifier in the emitter's parameter list.
 template <class FindId>
 boost::optional<unsigned int> paramIndexIn(const Emitter& emitter, FindId sameCounterpart)
@@ -160,16 +176,15 @@ void Emitter::syncEmitterBlocksPresence(const EmitterSyncer& syncer,
             removeBlockWhileReflectionSync(id);
     }
 
-    auto addMissing = [&](const Emitter& source, bool bySystemId)
+    auto addMissing = [&](const Emitter& source, Tie tie)
     {
         for (const Uuid& id : source.blockList(BL_All))
         {
             const Block& block = source.getBlockById(id);
             // With a base, what the base gave is there already; it must be locked then.
-            if (bySystemId ? findBlockBySystemReflId(block.getSystemReflId())
-                           : findBlockByEmitterReflId(block.getEmitterReflId()))
+            if (counterpartHere(*this, block, tie))
                 continue;
-            if (bySystemId)
+            if (tie == Tie::System)
                 addBlockWhileReflectionSync(syncer, map, block, boost::none,
                                             block.getSystemReflId());
             else
@@ -198,14 +213,14 @@ void Emitter::syncEmitterBlocksPresence(const EmitterSyncer& syncer,
 
     if (direct && !system)
     {
-        addMissing(*direct, false);
+        addMissing(*direct, Tie::Emitter);
         fixFromDirect();
     }
     else if (system && !base)
     {
         // Without a base, a direct source beside the system source adds nothing: its blocks
         // reach this emitter through the effect's counterpart.
-        addMissing(*system, true);
+        addMissing(*system, Tie::System);
         fixFromSystem();
     }
     else if (base)
@@ -236,9 +251,9 @@ void Emitter::syncEmitterBlocksPresence(const EmitterSyncer& syncer,
                            : nullptr;
             });
         // Blocks that the system source or the direct source has alone.
-        addMissing(*system, true);
+        addMissing(*system, Tie::System);
         fixFromSystem();
-        addMissing(*direct, false);
+        addMissing(*direct, Tie::Emitter);
         fixFromDirect();
     }
 }
@@ -303,13 +318,12 @@ void Emitter::syncDirectReflections(const EmitterSyncer& syncer)
 {
     // A source's reference names an id of the source's file: it is translated to the block
     // here that stands for the block it names.
-    auto translate = [&](Emitter& source, bool bySystemId)
+    auto translate = [&](Emitter& source, Tie tie)
     {
         for (const Uuid& id : source.blockList(BL_All))
         {
             const Block& sourceBlock = source.getBlockById(id);
-            Block* target = bySystemId ? findBlockBySystemReflId(sourceBlock.getSystemReflId())
-                                       : findBlockByEmitterReflId(sourceBlock.getEmitterReflId());
+            Block* target = counterpartHere(*this, sourceBlock, tie);
             DEBUG_ASSERT(target);
             const boost::optional<ReflectionSourceRef> sourceReflSource =
                 sourceBlock.getReflSourceRef();
@@ -319,7 +333,7 @@ void Emitter::syncDirectReflections(const EmitterSyncer& syncer)
                 DEBUG_ASSERT(!sourceReflSource->isExternal());
                 const Block* sourceBlockSource = findBlockInFileOf(source, *sourceReflSource->id);
                 DEBUG_ASSERT(sourceBlockSource);
-                if (bySystemId)
+                if (tie == Tie::System)
                 {
                     DEBUG_ASSERT(getSystem());
                     const Block* directSourceBlock = getSystem()->findDeepBlockBySystemReflId(
@@ -339,9 +353,9 @@ void Emitter::syncDirectReflections(const EmitterSyncer& syncer)
         }
     };
     if (Emitter* system = syncer.getSystemReflSource())
-        translate(*system, true);
+        translate(*system, Tie::System);
     if (Emitter* direct = syncer.getDirectReflSource())
-        translate(*direct, false);
+        translate(*direct, Tie::Emitter);
 }
 
 Block* Emitter::findDirectBlockSource(const Block& block, const ExternalResourcesMap& map)
@@ -398,34 +412,34 @@ void Emitter::syncLinks(const EmitterSyncer& syncer)
     reflLinks_.clear();
     auto sameInput = [](const BlockConnector& input)
     { return [input](const BlockLink& link) { return link.input_ == input; }; };
+    // A source's link between the blocks here that stand for its two sides.
+    auto translate = [&](const Emitter& source, const BlockLink& link, Tie tie)
+    {
+        const Block* outputBlock =
+            counterpartHere(*this, source.getBlockById(link.output_.blockId), tie);
+        const Block* inputBlock =
+            counterpartHere(*this, source.getBlockById(link.input_.blockId), tie);
+        DEBUG_ASSERT(outputBlock && inputBlock);
+        return BlockLink{{outputBlock->getId(), link.output_.desc_},
+                         {inputBlock->getId(), link.input_.desc_}};
+    };
 
     if (const Emitter* system = syncer.getSystemReflSource())
         for (unsigned int i = 0; i < system->getNumLinks(); ++i)
         {
-            const BlockLink& link = system->getLink(i);
-            const Block* outputBlock = findBlockBySystemReflId(
-                system->getBlockById(link.output_.blockId).getSystemReflId());
-            const Block* inputBlock = findBlockBySystemReflId(
-                system->getBlockById(link.input_.blockId).getSystemReflId());
-            DEBUG_ASSERT(outputBlock && inputBlock);
-            const BlockLink translated{{outputBlock->getId(), link.output_.desc_},
-                                       {inputBlock->getId(), link.input_.desc_}};
+            const BlockLink translated = translate(*system, system->getLink(i), Tie::System);
             eraseOwnLinksIf(sameInput(translated.input_));
             reflLinks_.push_back(translated);
         }
+    // The direct source has the last word on an input.
     if (const Emitter* direct = syncer.getDirectReflSource())
         for (unsigned int i = 0; i < direct->getNumLinks(); ++i)
         {
-            const BlockLink& link = direct->getLink(i);
-            const Block* outputBlock = findBlockByEmitterReflId(
-                direct->getBlockById(link.output_.blockId).getEmitterReflId());
-            const Block* inputBlock = findBlockByEmitterReflId(
-                direct->getBlockById(link.input_.blockId).getEmitterReflId());
-            DEBUG_ASSERT(outputBlock && inputBlock);
-            DEBUG_ASSERT(outputBlock->getConnectorIndexByDesc(link.output_.desc_));
-            DEBUG_ASSERT(inputBlock->getConnectorIndexByDesc(link.input_.desc_));
-            const BlockLink translated{{outputBlock->getId(), link.output_.desc_},
-                                       {inputBlock->getId(), link.input_.desc_}};
+            const BlockLink translated = translate(*direct, direct->getLink(i), Tie::Emitter);
+            DEBUG_ASSERT(getBlockById(translated.output_.blockId)
+                             .getConnectorIndexByDesc(translated.output_.desc_));
+            DEBUG_ASSERT(getBlockById(translated.input_.blockId)
+                             .getConnectorIndexByDesc(translated.input_.desc_));
             eraseOwnLinksIf(sameInput(translated.input_));
             reflLinks_.erase(
                 std::remove_if(reflLinks_.begin(), reflLinks_.end(), sameInput(translated.input_)),
