@@ -201,10 +201,7 @@ void EmitterInst::walkGeneric(float dt)
         prevParticleInfo_ = visited;
         if (info->waitingForDelete_)
         {
-            for (uint32 c = 0; c < numConnected; ++c)
-                info->connectedEmitters[c]->update(std::nullopt, std::nullopt, dt);
-            if (!killParticleIfReady(i, prev))
-                prev = i;
+            stepWaitingParticle(i, *info, numConnected, prev, dt);
         }
         else
         {
@@ -986,10 +983,7 @@ void EmitterInst::walkProgram(const WalkProgram& program, float dt)
         prevParticleInfo_ = visited;
         if (info->waitingForDelete_)
         {
-            for (uint32 c = 0; c < numConnected; ++c)
-                info->connectedEmitters[c]->update(std::nullopt, std::nullopt, dt);
-            if (!killParticleIfReady(i, prev))
-                prev = i;
+            stepWaitingParticle(i, *info, numConnected, prev, dt);
         }
         else
         {
@@ -1012,6 +1006,16 @@ void EmitterInst::walkProgram(const WalkProgram& program, float dt)
     if (InPlace && lastRecord)
         std::memcpy(workingArea_, lastRecord, dynamicSize_);
     stats.numParticles += walked;
+}
+
+void EmitterInst::stepWaitingParticle(uint32 i, ParticleInfo& info, uint32 numConnected,
+                                      std::optional<uint32>& prev, float dt)
+{
+    // Its attached emitters run on without it until they are done.
+    for (uint32 c = 0; c < numConnected; ++c)
+        info.connectedEmitters[c]->update(std::nullopt, std::nullopt, dt);
+    if (!killParticleIfReady(i, prev))
+        prev = i;
 }
 
 void EmitterInst::walkParticles(float dt)

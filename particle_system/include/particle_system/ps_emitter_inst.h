@@ -174,6 +174,9 @@ private:
     void walkProgram(const WalkProgram& program, float dt);
 
     bool killParticleIfReady(uint32 i, std::optional<uint32> prev);
+    // A particle that waits for its attached emitters during a walk.
+    void stepWaitingParticle(uint32 i, ParticleInfo& info, uint32 numConnected,
+                             std::optional<uint32>& prev, float dt);
     void sort(const glm::vec3& cameraDir);
     const RenderConfig::Emitter* configEntry(const std::optional<RenderConfig>& config) const;
     void preProcessWalk(const glm::mat3& camera, bool skipWaiting);
