@@ -35,37 +35,30 @@ ProjectResource* ExternalResourcesMap::findResource(const path& relPath) const
     return &handler->getLoadedResource();
 }
 
-Block* ExternalResourcesMap::findBlock(const path& relPath) const
+template <class File>
+auto* ExternalResourcesMap::findContent(const path& relPath, File* (ProjectResource::*cast)(),
+                                        const char* what) const
 {
     ProjectResource* resource = findResource(relPath);
-    if (!resource)
-        return nullptr;
-    if (ProjectResourceBlock* block = resource->castToBlockResource())
-        return &block->getResource();
-    reportProblem(relPath, "the source file holds no block");
-    return nullptr;
+    File* file = resource ? (resource->*cast)() : nullptr;
+    if (resource && !file)
+        reportProblem(relPath, std::string("the source file holds no ") + what);
+    return file ? &file->getResource() : nullptr;
+}
+
+Block* ExternalResourcesMap::findBlock(const path& relPath) const
+{
+    return findContent(relPath, &ProjectResource::castToBlockResource, "block");
 }
 
 Emitter* ExternalResourcesMap::findEmitter(const path& relPath) const
 {
-    ProjectResource* resource = findResource(relPath);
-    if (!resource)
-        return nullptr;
-    if (ProjectResourceEmitter* emitter = resource->castToEmitterResource())
-        return &emitter->getResource();
-    reportProblem(relPath, "the source file holds no emitter");
-    return nullptr;
+    return findContent(relPath, &ProjectResource::castToEmitterResource, "emitter");
 }
 
 System* ExternalResourcesMap::findSystem(const path& relPath) const
 {
-    ProjectResource* resource = findResource(relPath);
-    if (!resource)
-        return nullptr;
-    if (ProjectResourceSystem* system = resource->castToSystemResource())
-        return &system->getResource();
-    reportProblem(relPath, "the source file holds no effect");
-    return nullptr;
+    return findContent(relPath, &ProjectResource::castToSystemResource, "effect");
 }
 
 void ExternalResourcesMap::reportProblem(const path& relPath, const std::string& what) const

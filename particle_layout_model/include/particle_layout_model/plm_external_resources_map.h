@@ -46,6 +46,10 @@ public:
     bool wasRefused(const path& relPath) const { return refused_.count(relPath) != 0; }
 
 private:
+    // The object of a file of the kind `cast` picks; `what` names the kind for the problem.
+    template <class File>
+    auto* findContent(const path& relPath, File* (ProjectResource::*cast)(),
+                      const char* what) const;
     void reportProblem(const path& relPath, const std::string& what) const;
 
     std::map<path, ProjectResourceHandler*> externals_;
