@@ -8,6 +8,7 @@
 #include "particle_layout_model/plm_blocks_factory.h"
 #include "particle_layout_model/plm_emitter.h"
 #include "particle_layout_model/plm_system.h"
+#include "plm_reflection_helpers.h"
 #include "revision_saveload/sl_write_read.h"
 
 namespace Plm
@@ -130,16 +131,6 @@ void Block::separate()
 
 namespace
 {
-
-// Records the source's revision if it differs from the recorded one (unset counts as
-// different); returns whether it did.
-bool recordSourceRevision(boost::optional<boost::uuids::uuid>& recorded, const Block* source)
-{
-    if (!source || (recorded && *recorded == source->getRevision()))
-        return false;
-    recorded = source->getRevision();
-    return true;
-}
 
 // The block itself, or null if it is of another kind than `target`: a file that pairs blocks
 // of two kinds gives a source that can't be followed.

@@ -14,7 +14,7 @@
 #include "particle_layout_model/plm_project_resource.h"
 #include "particle_layout_model/plm_system.h"
 #include "plm_scoped_flag.h"
-#include "plm_source_order.h"
+#include "plm_reflection_helpers.h"
 
 namespace Plm
 {
@@ -23,21 +23,6 @@ namespace
 {
 
 using Uuid = boost::uuids::uuid;
-
-// Records the source's revision if it differs from the recorded one (unset counts as
-// different); returns whether it did.
-bool recordSourceRevision(boost::optional<Uuid>& recorded, const Emitter* source)
-{
-    if (!source || (recorded && *recorded == source->getRevision()))
-        return false;
-    recorded = source->getRevision();
-    return true;
-}
-
-bool sameRef(const boost::optional<ReflectionSourceRef>& a, const ReflectionSourceRef* b)
-{
-    return b ? a && *a == *b : !a;
-}
 
 // A block of the effect or file that holds the emitter: of any of its emitters or a block
 // resource.
@@ -348,7 +333,7 @@ void Emitter::syncDirectReflections(const EmitterSyncer& syncer)
                     // A block resource of the same effect, named as it is.
                     translated = ReflectionSourceRef::internal(*sourceReflSource->id);
             }
-            if (!sameRef(target->getReflSourceRef(), translated.get_ptr()))
+            if (target->getReflSourceRef() != translated)
                 target->setReflSourceRef(translated, {});
         }
     };

@@ -6,7 +6,7 @@
 #include "particle_layout_model/plm_external_resources_map.h"
 #include "particle_layout_model/plm_project_resource.h"
 #include "particle_layout_model/plm_system.h"
-#include "plm_source_order.h"
+#include "plm_reflection_helpers.h"
 #include "revision_saveload/sl_exceptions.h"
 #include "revision_saveload/sl_loader_bin_array.h"
 #include "revision_saveload/sl_revision_loader.h"
@@ -44,12 +44,6 @@ translateReference(const boost::optional<ReflectionSourceRef>& sourceReflSource,
     const auto* here = findHere(inSource->getSystemReflId());
     DEBUG_ASSERT(here);
     return ReflectionSourceRef::internal(here->getId());
-}
-
-bool sameRef(const boost::optional<ReflectionSourceRef>& a,
-             const boost::optional<ReflectionSourceRef>& b)
-{
-    return a == b;
 }
 
 }  // namespace
@@ -223,7 +217,7 @@ void System::syncResourceSources(const System& source)
             sourceBlock.getReflSourceRef(),
             [&](const Uuid& sourceId) { return source.findDeepBlockById(sourceId); },
             [&](const Uuid& systemReflId) { return findBlockBySystemReflId(systemReflId); });
-        if (!sameRef(target->getReflSourceRef(), translated))
+        if (target->getReflSourceRef() != translated)
             target->setReflSourceRef(translated, {});
     }
     for (const Uuid& id : source.emitterIds_)
@@ -235,7 +229,7 @@ void System::syncResourceSources(const System& source)
             sourceEmitter.getReflSourceRef(),
             [&](const Uuid& sourceId) { return source.findEmitterById(sourceId); },
             [&](const Uuid& systemReflId) { return findEmitterBySystemReflId(systemReflId); });
-        if (!sameRef(target->getReflSourceRef(), translated))
+        if (target->getReflSourceRef() != translated)
             target->setReflSourceRef(translated, {});
     }
 }

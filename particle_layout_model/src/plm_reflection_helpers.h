@@ -1,4 +1,5 @@
 #pragma once
+// Small helpers that the synchronisation of blocks, emitters and effects shares.
 
 #include <algorithm>
 #include <vector>
@@ -8,6 +9,18 @@
 
 namespace Plm
 {
+
+// Records the source's revision if it differs from the recorded one (unset counts as
+// different, a missing source as no change); returns whether it did.
+template <class Source>
+inline bool recordSourceRevision(boost::optional<boost::uuids::uuid>& recorded,
+                                 const Source* source)
+{
+    if (!source || (recorded && *recorded == source->getRevision()))
+        return false;
+    recorded = source->getRevision();
+    return true;
+}
 
 // Sorts the items of `list` that `sourceIndex` knows into the order of their indices, by
 // swapping neighbours among those items only; the others keep their places.
